@@ -1,0 +1,49 @@
+// One project: the data files, their attribute index, and the driver that
+// runs one whole analysis over them.
+//
+// `run` reads the project file, adds the synthetic all-files attribute when
+// no attribute was named, deletes old result files, checks the attribute
+// names and runs the analysis. Every error ends the process inside the step
+// that finds it. The Project owns `files` and the whole index; the Options
+// record must outlive it.
+#ifndef OVRELL_DRIVER_PROJECT_H_
+#define OVRELL_DRIVER_PROJECT_H_
+
+#include <string>
+#include <vector>
+
+#include <boost/filesystem/path.hpp>
+
+#include "options/options.h"
+#include "project/attribute_index.h"
+
+class Project {
+ public:
+  explicit Project(Options& options);
+  ~Project();
+  Project(const Project&) = delete;
+  Project& operator=(const Project&) = delete;
+
+  void run();
+
+  // Reads the project file named in the options into `files` and
+  // `attributeIndex` (both must be empty). Ends the process on any error.
+  void parseProjectFile();
+  // Ends the process unless every named attribute is a project-file column.
+  void checkAttributes();
+  // Adds "_id" (or the first free "_id0", "_id1", ...) with the single value
+  // "s" grouping every file, and appends its name to the named attributes.
+  void addAllFilesAttribute();
+
+  // Splits one project-file line (without its line feed) into `fields`,
+  // which is emptied first. Returns nullptr, or one of the error texts
+  // "unclosed single quote.", "unclosed double quote." and
+  // "single backslash at the end of line." (static storage).
+  static const char* tokenizeLine(const std::string& line, std::vector<std::string>& fields);
+
+  Options& options;
+  std::vector<boost::filesystem::path> files;
+  AttributeIndex attributeIndex;
+};
+
+#endif  // OVRELL_DRIVER_PROJECT_H_

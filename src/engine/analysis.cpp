@@ -1,0 +1,65 @@
+#include <iostream>
+
+#include "driver/process_exit.h"
+#include "engine/budget.h"
+#include "engine/ovrell.h"
+
+void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) {
+  const std::uint64_t fileSize = checkFiles(files);
+  if (fileSize % options.chunkSize != 0) {
+    std::cerr << "Warning - file length is not multiple of " << options.chunkSize
+              << ". Ignoring -e command line argument.\n";
+    options.chunkSize = 1;
+  }
+  unsigned valueWidth = 0;
+  const std::uint64_t blockSize = computeBlockSize(files.size(), fileSize, valueWidth);
+
+  VectorBuff mask = initVectorBuffer(blockSize);
+  ArrayBuff block = initArrayBuffer(blockSize, files.size());
+  if (options.disFile.empty()) {
+    commonalitiesOnlyPass(files, attributeIndex, fileSize, blockSize, block, mask);
+  } else {
+    freeBuffer(mask);
+    freeBuffer(block);
+    fatal("Dissimilarities (-d) are not computed by this version of ovrell yet.\n");
+  }
+  freeBuffer(mask);
+  freeBuffer(block);
+}
+
+std::uint64_t Ovrell::computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
+                                       unsigned& valueWidth) {
+  const bool dissimilarities = !options.disFile.empty();
+  if (dissimilarities && fileSize > kLargestFileSize) {
+    std::cerr << "Program is not able to parse files larger than 2^61 "
+              << "bytes." << std::endl;
+    exitProcess(1);
+  }
+  valueWidth = valueWidthFor(dissimilarities, fileSize);
+  const std::uint32_t raw = rawBlockSize(options.memLimit, static_cast<std::uint32_t>(fileCount),
+                                         valueWidth, options.linear);
+  if (raw <= 7) {
+    std::cerr << "Too many files to process. Try to increase memory limit using"
+              << " '-m' option" << std::endl;
+    exitProcess(1);
+  }
+  return blockSizeFor(raw, fileSize);
+}
+
+// Blocks from the start of the files to their end, the short block last;
+// every attribute's mask of a block goes straight to its output.
+void Ovrell::commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
+                                   std::uint64_t fileSize, std::uint64_t blockSize,
+                                   ArrayBuff& block, VectorBuff& mask) {
+  for (std::uint64_t end = blockSize; end <= fileSize; end += blockSize) {
+    std::uint64_t start = end - blockSize;
+    doCommAllBlock(attributeIndex, start, files, block, mask);
+  }
+  const std::uint64_t rest = fileSize % blockSize;
+  if (rest != 0) {
+    block.rowSize = rest;
+    mask.size = rest;
+    std::uint64_t start = fileSize - rest;
+    doCommAllBlock(attributeIndex, start, files, block, mask);
+  }
+}

@@ -1,0 +1,49 @@
+// The engine's two buffer types and their row geometry.
+//
+// A row is `rowSize` meaningful bytes followed by padding up to the next
+// multiple of 8 (its pitch), so the bit algebra can run a 64-bit word at a
+// time with no tail case. Row r of an ArrayBuff starts at data + r × pitch,
+// the pitch being computed from the buffer's *current* rowSize (the short
+// last block packs its rows more tightly). Bit j of byte b of any row or
+// mask describes bit j (value 1 << j) of byte start + b of the files.
+//
+// The records own nothing by themselves: the analysis run that created the
+// storage frees it with freeBuffer. Padding bytes are never cleared by the
+// engine; only the first rowSize (or size) bytes are ever written out.
+#ifndef OVRELL_ENGINE_BUFFERS_H_
+#define OVRELL_ENGINE_BUFFERS_H_
+
+#include <cstdint>
+
+using Word = unsigned long long;
+
+struct ArrayBuff {
+  unsigned char* data;
+  std::uint64_t rowSize;  // meaningful bytes per row in the current block
+  std::uint64_t rows;
+};
+
+struct VectorBuff {
+  unsigned char* data;
+  std::uint64_t size;  // meaningful bytes
+};
+
+// rowSize rounded up to a multiple of 8.
+inline std::uint64_t pitchOf(std::uint64_t rowSize) { return rowSize + ((8 - rowSize % 8) % 8); }
+
+// Number of 64-bit words of one row at its current pitch.
+inline std::uint64_t wordsOf(std::uint64_t rowSize) { return pitchOf(rowSize) / 8; }
+
+inline Word* rowWords(const ArrayBuff& block, std::uint64_t row) {
+  return reinterpret_cast<Word*>(block.data + row * pitchOf(block.rowSize));
+}
+
+inline Word* maskWords(const VectorBuff& mask) { return reinterpret_cast<Word*>(mask.data); }
+
+// Storage of `bytes` bytes, zero-filled, or nullptr when it cannot be had.
+unsigned char* allocateStorage(std::uint64_t bytes);
+
+void freeBuffer(ArrayBuff& buffer);
+void freeBuffer(VectorBuff& buffer);
+
+#endif  // OVRELL_ENGINE_BUFFERS_H_

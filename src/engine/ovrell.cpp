@@ -1,0 +1,5 @@
+#include "engine/ovrell.h"
+
+Ovrell::Ovrell(Options& options) : options(options) {}
+
+Ovrell::~Ovrell() {}

@@ -1,0 +1,92 @@
+// The analysis engine.
+//
+// `runAnalysis` is the whole computation over a project's files and
+// attribute index: it checks the files, sizes the blocks from the memory
+// limit, reads the files side by side one block at a time and writes every
+// named attribute's commonality mask. The other methods are its steps, public
+// so that each can be tested on its own. The engine borrows the Options
+// record (which must outlive it) and owns nothing; every buffer is created
+// and freed by the run. Errors end the process inside the method that finds
+// them.
+#ifndef OVRELL_ENGINE_OVRELL_H_
+#define OVRELL_ENGINE_OVRELL_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <vector>
+
+#include <boost/filesystem/path.hpp>
+
+#include "engine/buffers.h"
+#include "options/options.h"
+#include "project/attribute_index.h"
+
+using FileList = std::vector<boost::filesystem::path>;
+
+class Ovrell {
+ public:
+  explicit Ovrell(Options& options);
+  ~Ovrell();
+
+  // --- The run (analysis.cpp) ---
+  void runAnalysis(const FileList& files, AttributeIndex& attributeIndex);
+
+  // --- Input file checks (project/file_checks.cpp) ---
+  // The common size of at least two existing files, always > 0. Ends the
+  // process otherwise; all files empty ends it with status 0.
+  std::uint64_t checkFiles(const FileList& files);
+
+  // --- Buffers (buffers.cpp) ---
+  // Storage for `rows` rows of pitchOf(rowSize) bytes; the record keeps
+  // rowSize unrounded. Ends the process when memory cannot be had.
+  ArrayBuff initArrayBuffer(std::uint64_t rowSize, std::uint64_t rows);
+  VectorBuff initVectorBuffer(std::uint64_t size);
+
+  // --- Block reading (block_reader.cpp) ---
+  // Fills row i with block.rowSize bytes of file i from offset `start`, then
+  // inverts bits (-b) and reorders chunks (-e). Ends the process with
+  // "Error reading file ..." when a file cannot be opened or is too short.
+  void readBlock(const FileList& files, std::uint64_t start, ArrayBuff block);
+  // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
+  // and changes nothing when size is not a multiple of chunk.
+  void reorderBytes(unsigned char* buffer, std::uint64_t size, std::uint64_t chunk);
+
+  // --- Commonalities (commonalities.cpp) ---
+  // Flattens one attribute's groups: group sizes, and the block rows of the
+  // group's files, group after group in the index's iteration order.
+  void collectGroups(const ValueGroups& valueIndex, const ArrayBuff& block,
+                     std::vector<unsigned int>& groupSizes,
+                     std::vector<unsigned long long*>& rowPointers);
+  // mask = bits uniform inside every group of two or more files.
+  void commonalities(std::vector<unsigned int>& groupSizes,
+                     std::vector<unsigned long long*>& rowPointers, ArrayBuff& block,
+                     VectorBuff& mask);
+  // Clears in the mask every bit that is equal in all listed rows (all bits
+  // when fewer than two rows are listed).
+  void exclude(ArrayBuff& block, std::vector<unsigned long long*>& rowPointers, VectorBuff& mask);
+  // One block of the commonalities-only pass: read it, then compute and
+  // write the mask of every named attribute.
+  void doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start, const FileList& files,
+                      ArrayBuff& block, VectorBuff& mask);
+
+  // --- Output (output/*.cpp) ---
+  // Prints `length` bytes in the chosen format; then overwrites them with
+  // the character '0'. Leaves the stream's fill, flags and base changed.
+  void printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out);
+  // Appends one block's mask of attribute `position` to its output.
+  void writeCommonalities(VectorBuff& mask, std::size_t position);
+
+ private:
+  // The block size for this run; ends the process when the file is too
+  // large or the limit too small. Sets valueWidth.
+  std::uint64_t computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
+                                 unsigned& valueWidth);
+  void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
+                             std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block,
+                             VectorBuff& mask);
+
+  Options& options;
+};
+
+#endif  // OVRELL_ENGINE_OVRELL_H_

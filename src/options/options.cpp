@@ -1,0 +1,189 @@
+#include "options/options.h"
+
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+#include <boost/filesystem.hpp>
+#include <boost/program_options.hpp>
+
+#include "driver/process_exit.h"
+#include "options/option_values.h"
+
+namespace po = boost::program_options;
+namespace fs = boost::filesystem;
+
+namespace {
+
+const char kVersionNotice[] = "compares equal-length binary files bit by bit";
+
+const char kFormatHelp[] =
+    "format options specifies how commonalites are displayed:\n"
+    "    0 \tascii format - may result in not printable characters\n"
+    "    1 \thexadecimal base format - (2 spaces per byte)\n"
+    "    2 \tdecimal base format(3 spaces per byte)\n"
+    "    3 \toctal base format (3 spaces per byte)\n"
+    "    4 \tbinary base format (8 spaces per byte);";
+
+// A string option whose default is empty and whose help shows just "arg".
+po::typed_value<std::string>* text(std::string* target) {
+  return po::value<std::string>(target)->default_value(std::string(), "");
+}
+
+void checkMemLimit(const std::string& value, std::uint32_t& memLimit) {
+  switch (convertMemLimit(value, memLimit)) {
+    case MemLimitVerdict::kOk:
+      return;
+    case MemLimitVerdict::kBadSuffix:
+      fatal("Wrong format of suffix.");
+    case MemLimitVerdict::kZeroValue:
+      fatal("Wrong value for the limit for dynamic memory\n");
+  }
+}
+
+// The file named by an option must be a regular file if it is there at all.
+void checkResultPath(const std::string& name, const char* label, const char* problem) {
+  if (name.empty()) return;
+  const fs::path path(name);
+  if (fs::exists(path) && !fs::is_regular_file(path)) {
+    std::cerr << label << path << problem << std::endl;
+    exitProcess(1);
+  }
+}
+
+}  // namespace
+
+void validate(boost::any& value, const std::vector<std::string>& tokens, output_opt*, int) {
+  po::validators::check_first_occurrence(value);
+  const std::string& token = po::validators::get_single_string(tokens);
+  std::istringstream in(token);
+  unsigned int number = 0;
+  in >> std::noskipws >> number;
+  if (in.fail() || in.get() != std::istringstream::traits_type::eof())
+    throw po::invalid_option_value(token);
+  value = boost::any(static_cast<output_opt>(number));
+}
+
+Options::Options(int argc, char** argv) { parseCommandLine(argc, argv); }
+
+void Options::parseCommandLine(int argc, char** argv) {
+  const std::string program = (argc > 0 && argv[0] != nullptr) ? argv[0] : "ovrell";
+  std::string memLimitText;
+  std::string chunkSizeText;
+
+  po::options_description generic("  Generic options");
+  generic.add_options()
+      ("help,h", "print this help message")
+      ("version,v", "print version string");
+
+  po::options_description task("  Task options");
+  task.add_options()
+      ("project-file,p", text(&projectFile), "project file - must be specified")
+      ("project-prefix,r", text(&projectPrefix),
+       "prefix for the files specified in project file - useful if you moved project file "
+       "into the different directory.")
+      ("com-file,c", text(&comFile),
+       "commonalites output file - if not given, output is written to standard output")
+      ("dis-file,d", text(&disFile),
+       "dissimilarities output file - if not given, dissimilarities are not calculated")
+      ("mem-limit,m", text(&memLimitText),
+       "limit of dynamic memory - if given program will try not to allocate  more memory than "
+       "specified in bytes.'MB', 'KB' and 'GB' can be added as suffix.")
+      ("exclude,x",
+       "exclude bytes that are the same in all files - it sets corresponding bit to 0 in "
+       "commonalities output.")
+      ("quadratic,q",
+       "use quadratic instead of linear algorithm for dissimilarities(e.g. for testing).")
+      ("include-empty-values,i",
+       "consider input file even if the attribute value is an empty string ''.");
+
+  po::options_description format_options("  Format options");
+  format_options.add_options()
+      ("format,f", po::value<output_opt>(&format)->default_value(kHexadecimal), kFormatHelp)
+      ("no-space,n", "do not put space between bytes (in ascii format no space is added)")
+      ("switch-endianness,e", text(&chunkSizeText),
+       "size of chunks in bytes in which input bytes that should be reordered. Possible values "
+       "are 1(no reordering), 2,4 and 8 bytes. Can be used to switch endianness.")
+      ("inverse-byte-order,b", "inverse bytes in the input for each byte.");
+
+  po::options_description hidden("Hidden options");
+  hidden.add_options()
+      ("attributes,a", po::value<std::vector<std::string>>(&attributes)->composing(),
+       "list of attributes");
+
+  po::options_description parsed;
+  parsed.add(generic).add(task).add(hidden).add(format_options);
+  po::options_description shown(" Possible options");
+  shown.add(generic).add(task).add(format_options);
+  po::positional_options_description positional;
+  positional.add("attributes", -1);
+
+  std::vector<std::string> arguments;
+  for (int i = 1; i < argc; ++i) arguments.push_back(argv[i]);
+  po::variables_map map;
+  try {
+    po::store(po::command_line_parser(arguments)
+                  .options(parsed)
+                  .positional(positional)
+                  .run(),
+              map);
+  } catch (const po::error& error) {
+    std::cerr << error.what() << std::endl
+              << "try `" << program << " -h' for more information." << std::endl;
+    exitProcess(1);
+  }
+  po::notify(map);
+
+  if (map.count("help") || argc <= 1) {
+    std::cout << "Usage: " << program << " [options] <list of attributes>" << std::endl << shown;
+    exitProcess(0);
+  }
+  if (map.count("version")) {
+    std::cout << "Ovrell - version " << 1 << "." << 1 << "." << 1 << ", " << kVersionNotice
+              << std::endl;
+    exitProcess(0);
+  }
+
+  if (map.count("quadratic")) linear = false;
+  if (map.count("include-empty-values")) includeEmptyValues = false;  // as the switch has always done
+  if (map.count("no-space")) space = false;
+  if (map.count("inverse-byte-order")) inverseByteOrder = true;
+  if (map.count("exclude")) exclude = true;
+  if (map.count("quiet")) quiet = true;  // never declared, so never present
+
+  if (!chunkSizeText.empty()) {
+    chunkSize = static_cast<std::uint32_t>(atolValue(chunkSizeText));
+    if (chunkSize != 1 && chunkSize != 2 && chunkSize != 4 && chunkSize != 8)
+      fatal("Wrong number of bytes for endianness swap.\n");
+  }
+  if (!memLimitText.empty()) checkMemLimit(memLimitText, memLimit);
+
+  if (projectFile.empty())
+    fatal("You must specify project file. Try " + program + " -h for more information.\n");
+  if (attributes.empty())
+    std::cerr << "Warning - no attribute specified, outputting common bits "
+              << "for all files.\n";
+
+  const fs::path project(projectFile);
+  if (!fs::exists(project)) {
+    std::cerr << "Project file " << project << " does not exist." << std::endl;
+    exitProcess(1);
+  }
+  if (!fs::is_regular_file(project)) {
+    std::cerr << "Project file " << project << " is not a regular file." << std::endl;
+    exitProcess(1);
+  }
+  checkResultPath(comFile, "Commonalities file ", " does not exist or is not regular file.");
+  checkResultPath(disFile, "Dissimilarities file ", " exists and is not regular file.");
+}
+
+std::ostream& operator<<(std::ostream& out, const Options& options) {
+  out << "Selected Options:" << std::endl;
+  out << std::left << std::setw(20) << "  Project file:" << std::setw(12) << options.projectFile
+      << std::endl;
+  out << std::left << std::setw(20) << "  Commonalities output file:" << std::setw(12)
+      << options.comFile << std::endl;
+  out << std::left << std::setw(20) << " Dissimilarities output file :" << std::setw(12)
+      << options.disFile << std::endl;
+  return out;
+}

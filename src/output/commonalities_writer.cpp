@@ -1,0 +1,16 @@
+#include <fstream>
+#include <iostream>
+
+#include "engine/ovrell.h"
+#include "output/result_file_name.h"
+
+void Ovrell::writeCommonalities(VectorBuff& mask, std::size_t position) {
+  if (options.comFile.empty()) {
+    printBitRow(mask.data, mask.size, std::cout);
+    return;
+  }
+  const std::string name = resultFileName(options.comFile, options.attributes.size(), position);
+  // A file that cannot be opened swallows the piece without a message.
+  std::ofstream out(name, std::ios::out | std::ios::app | std::ios::binary);
+  printBitRow(mask.data, mask.size, out);
+}

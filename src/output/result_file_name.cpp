@@ -1,0 +1,7 @@
+#include "output/result_file_name.h"
+
+std::string resultFileName(const std::string& base, std::size_t attributeCount,
+                           std::size_t position) {
+  if (attributeCount < 2) return base;
+  return base + "_" + std::to_string(position);
+}
