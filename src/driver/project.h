@@ -9,10 +9,9 @@
 #ifndef OVRELL_DRIVER_PROJECT_H_
 #define OVRELL_DRIVER_PROJECT_H_
 
+#include <boost/filesystem/path.hpp>
 #include <string>
 #include <vector>
-
-#include <boost/filesystem/path.hpp>
 
 #include "options/options.h"
 #include "project/attribute_index.h"

@@ -11,12 +11,11 @@
 #ifndef OVRELL_ENGINE_OVRELL_H_
 #define OVRELL_ENGINE_OVRELL_H_
 
+#include <boost/filesystem/path.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <vector>
-
-#include <boost/filesystem/path.hpp>
 
 #include "engine/buffers.h"
 #include "options/options.h"

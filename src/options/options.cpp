@@ -1,11 +1,10 @@
 #include "options/options.h"
 
+#include <boost/filesystem.hpp>
+#include <boost/program_options.hpp>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
-
-#include <boost/filesystem.hpp>
-#include <boost/program_options.hpp>
 
 #include "driver/process_exit.h"
 #include "options/option_values.h"
@@ -28,17 +27,6 @@ const char kFormatHelp[] =
 // A string option whose default is empty and whose help shows just "arg".
 po::typed_value<std::string>* text(std::string* target) {
   return po::value<std::string>(target)->default_value(std::string(), "");
-}
-
-void checkMemLimit(const std::string& value, std::uint32_t& memLimit) {
-  switch (convertMemLimit(value, memLimit)) {
-    case MemLimitVerdict::kOk:
-      return;
-    case MemLimitVerdict::kBadSuffix:
-      fatal("Wrong format of suffix.");
-    case MemLimitVerdict::kZeroValue:
-      fatal("Wrong value for the limit for dynamic memory\n");
-  }
 }
 
 // The file named by an option must be a regular file if it is there at all.
@@ -64,13 +52,19 @@ void validate(boost::any& value, const std::vector<std::string>& tokens, output_
   value = boost::any(static_cast<output_opt>(number));
 }
 
-Options::Options(int argc, char** argv) { parseCommandLine(argc, argv); }
+namespace {
 
-void Options::parseCommandLine(int argc, char** argv) {
-  const std::string program = (argc > 0 && argv[0] != nullptr) ? argv[0] : "ovrell";
-  std::string memLimitText;
-  std::string chunkSizeText;
+// The option table. `-m` and `-e` are read as text into the two locals and
+// converted after parsing; everything else is stored into its field.
+struct OptionTable {
+  po::options_description parsed;                      // all four groups
+  po::options_description shown{" Possible options"};  // the help: no hidden group
+  po::positional_options_description positional;
+};
 
+void describeOptions(Options& o, std::string& memLimitText, std::string& chunkSizeText,
+                     OptionTable& table) {
+  // clang-format off
   po::options_description generic("  Generic options");
   generic.add_options()
       ("help,h", "print this help message")
@@ -78,13 +72,13 @@ void Options::parseCommandLine(int argc, char** argv) {
 
   po::options_description task("  Task options");
   task.add_options()
-      ("project-file,p", text(&projectFile), "project file - must be specified")
-      ("project-prefix,r", text(&projectPrefix),
+      ("project-file,p", text(&o.projectFile), "project file - must be specified")
+      ("project-prefix,r", text(&o.projectPrefix),
        "prefix for the files specified in project file - useful if you moved project file "
        "into the different directory.")
-      ("com-file,c", text(&comFile),
+      ("com-file,c", text(&o.comFile),
        "commonalites output file - if not given, output is written to standard output")
-      ("dis-file,d", text(&disFile),
+      ("dis-file,d", text(&o.disFile),
        "dissimilarities output file - if not given, dissimilarities are not calculated")
       ("mem-limit,m", text(&memLimitText),
        "limit of dynamic memory - if given program will try not to allocate  more memory than "
@@ -97,9 +91,9 @@ void Options::parseCommandLine(int argc, char** argv) {
       ("include-empty-values,i",
        "consider input file even if the attribute value is an empty string ''.");
 
-  po::options_description format_options("  Format options");
-  format_options.add_options()
-      ("format,f", po::value<output_opt>(&format)->default_value(kHexadecimal), kFormatHelp)
+  po::options_description formatting("  Format options");
+  formatting.add_options()
+      ("format,f", po::value<output_opt>(&o.format)->default_value(kHexadecimal), kFormatHelp)
       ("no-space,n", "do not put space between bytes (in ascii format no space is added)")
       ("switch-endianness,e", text(&chunkSizeText),
        "size of chunks in bytes in which input bytes that should be reordered. Possible values "
@@ -108,63 +102,61 @@ void Options::parseCommandLine(int argc, char** argv) {
 
   po::options_description hidden("Hidden options");
   hidden.add_options()
-      ("attributes,a", po::value<std::vector<std::string>>(&attributes)->composing(),
+      ("attributes,a", po::value<std::vector<std::string>>(&o.attributes)->composing(),
        "list of attributes");
+  // clang-format on
 
-  po::options_description parsed;
-  parsed.add(generic).add(task).add(hidden).add(format_options);
-  po::options_description shown(" Possible options");
-  shown.add(generic).add(task).add(format_options);
-  po::positional_options_description positional;
-  positional.add("attributes", -1);
+  table.parsed.add(generic).add(task).add(hidden).add(formatting);
+  table.shown.add(generic).add(task).add(formatting);
+  table.positional.add("attributes", -1);
+}
 
+po::variables_map parseOrExit(int argc, char** argv, const OptionTable& table,
+                              const std::string& program) {
   std::vector<std::string> arguments;
   for (int i = 1; i < argc; ++i) arguments.push_back(argv[i]);
   po::variables_map map;
   try {
-    po::store(po::command_line_parser(arguments)
-                  .options(parsed)
-                  .positional(positional)
-                  .run(),
-              map);
+    po::store(
+        po::command_line_parser(arguments).options(table.parsed).positional(table.positional).run(),
+        map);
   } catch (const po::error& error) {
     std::cerr << error.what() << std::endl
               << "try `" << program << " -h' for more information." << std::endl;
     exitProcess(1);
   }
-  po::notify(map);
+  return map;
+}
 
-  if (map.count("help") || argc <= 1) {
-    std::cout << "Usage: " << program << " [options] <list of attributes>" << std::endl << shown;
-    exitProcess(0);
-  }
-  if (map.count("version")) {
-    std::cout << "Ovrell - version " << 1 << "." << 1 << "." << 1 << ", " << kVersionNotice
-              << std::endl;
-    exitProcess(0);
-  }
+void applySwitches(const po::variables_map& map, Options& o) {
+  if (map.count("quadratic")) o.linear = false;
+  // The switch stores false, its default: a file with an empty value never joins a group.
+  if (map.count("include-empty-values")) o.includeEmptyValues = false;
+  if (map.count("no-space")) o.space = false;
+  if (map.count("inverse-byte-order")) o.inverseByteOrder = true;
+  if (map.count("exclude")) o.exclude = true;
+  if (map.count("quiet")) o.quiet = true;  // never declared, so never present
+}
 
-  if (map.count("quadratic")) linear = false;
-  if (map.count("include-empty-values")) includeEmptyValues = false;  // as the switch has always done
-  if (map.count("no-space")) space = false;
-  if (map.count("inverse-byte-order")) inverseByteOrder = true;
-  if (map.count("exclude")) exclude = true;
-  if (map.count("quiet")) quiet = true;  // never declared, so never present
-
+void convertValues(const std::string& memLimitText, const std::string& chunkSizeText, Options& o) {
   if (!chunkSizeText.empty()) {
-    chunkSize = static_cast<std::uint32_t>(atolValue(chunkSizeText));
-    if (chunkSize != 1 && chunkSize != 2 && chunkSize != 4 && chunkSize != 8)
+    o.chunkSize = static_cast<std::uint32_t>(atolValue(chunkSizeText));
+    if (o.chunkSize != 1 && o.chunkSize != 2 && o.chunkSize != 4 && o.chunkSize != 8)
       fatal("Wrong number of bytes for endianness swap.\n");
   }
-  if (!memLimitText.empty()) checkMemLimit(memLimitText, memLimit);
+  if (memLimitText.empty()) return;
+  switch (convertMemLimit(memLimitText, o.memLimit)) {
+    case MemLimitVerdict::kOk:
+      return;
+    case MemLimitVerdict::kBadSuffix:
+      fatal("Wrong format of suffix.");
+    case MemLimitVerdict::kZeroValue:
+      fatal("Wrong value for the limit for dynamic memory\n");
+  }
+}
 
-  if (projectFile.empty())
-    fatal("You must specify project file. Try " + program + " -h for more information.\n");
-  if (attributes.empty())
-    std::cerr << "Warning - no attribute specified, outputting common bits "
-              << "for all files.\n";
-
-  const fs::path project(projectFile);
+void checkProjectFile(const std::string& name) {
+  const fs::path project(name);
   if (!fs::exists(project)) {
     std::cerr << "Project file " << project << " does not exist." << std::endl;
     exitProcess(1);
@@ -173,6 +165,40 @@ void Options::parseCommandLine(int argc, char** argv) {
     std::cerr << "Project file " << project << " is not a regular file." << std::endl;
     exitProcess(1);
   }
+}
+
+}  // namespace
+
+Options::Options(int argc, char** argv) { parseCommandLine(argc, argv); }
+
+void Options::parseCommandLine(int argc, char** argv) {
+  const std::string program = (argc > 0 && argv[0] != nullptr) ? argv[0] : "ovrell";
+  std::string memLimitText;
+  std::string chunkSizeText;
+  OptionTable table;
+  describeOptions(*this, memLimitText, chunkSizeText, table);
+  po::variables_map map = parseOrExit(argc, argv, table, program);
+  po::notify(map);
+
+  if (map.count("help") || argc <= 1) {
+    std::cout << "Usage: " << program << " [options] <list of attributes>" << std::endl
+              << table.shown;
+    exitProcess(0);
+  }
+  if (map.count("version")) {
+    std::cout << "Ovrell - version " << 1 << "." << 1 << "." << 1 << ", " << kVersionNotice
+              << std::endl;
+    exitProcess(0);
+  }
+  applySwitches(map, *this);
+  convertValues(memLimitText, chunkSizeText, *this);
+
+  if (projectFile.empty())
+    fatal("You must specify project file. Try " + program + " -h for more information.\n");
+  if (attributes.empty())
+    std::cerr << "Warning - no attribute specified, outputting common bits "
+              << "for all files.\n";
+  checkProjectFile(projectFile);
   checkResultPath(comFile, "Commonalities file ", " does not exist or is not regular file.");
   checkResultPath(disFile, "Dissimilarities file ", " exists and is not regular file.");
 }

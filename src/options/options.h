@@ -9,12 +9,11 @@
 #ifndef OVRELL_OPTIONS_OPTIONS_H_
 #define OVRELL_OPTIONS_OPTIONS_H_
 
+#include <boost/any.hpp>
 #include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <vector>
-
-#include <boost/any.hpp>
 
 // How commonalities are printed. Held in 32 bits; the parser accepts any
 // unsigned number, and values above 4 print nothing.

@@ -10,10 +10,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <google/sparse_hash_map>
 #include <string>
 #include <vector>
-
-#include <google/sparse_hash_map>
 
 struct FnvHash {
   std::size_t operator()(const std::string& key) const;

@@ -1,6 +1,5 @@
-#include <iostream>
-
 #include <boost/filesystem.hpp>
+#include <iostream>
 
 #include "driver/process_exit.h"
 #include "engine/ovrell.h"
@@ -9,7 +8,8 @@ namespace {
 
 void checkExists(const boost::filesystem::path& file) {
   if (boost::filesystem::exists(file)) return;
-  std::cerr << "File " << file << " specified in project file does not " << "exists" << std::endl;
+  std::cerr << "File " << file << " specified in project file does not "
+            << "exists" << std::endl;
   exitProcess(1);
 }
 
