@@ -1,0 +1,90 @@
+// The runner of the end-to-end tables: each row runs the built ovrell binary once in a temporary
+// working directory and compares standard output, standard error, exit status and result files.
+#ifndef OVRELL_TESTS_E2E_CASE_RUNNER_H_
+#define OVRELL_TESTS_E2E_CASE_RUNNER_H_
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/filesystem.hpp>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <tuple>
+#include <vector>
+
+// A temporary directory around the working directory `dir`, removed when the sandbox goes.
+struct Sandbox {
+  Sandbox() : root((boost::filesystem::temp_directory_path() / "ovrell-e2e-XXXXXX").string()) {
+    if (!mkdtemp(&root[0]) || !boost::filesystem::create_directory(dir = root + "/w")) std::abort();
+  }
+  ~Sandbox() { boost::filesystem::remove_all(root, ignored); }
+  std::string root, dir;
+  boost::system::error_code ignored;
+};
+
+inline std::string slurp(const std::string& file) {
+  std::ostringstream bytes;
+  bytes << std::ifstream(file, std::ios::binary).rdbuf();
+  return bytes.str();
+}
+
+// One run: `args` split at '|' (led by "-p proj.txt" if a `project` text is given without -p);
+// the project text (nullptr: none) goes where -p points; `files` are blank-separated "name=HEX",
+// "name:text" or "name!" (made unreadable; left out for root). Expected: standard error, status,
+// standard output, the files res, res_0 .. res_3, dis, dis_0, dis_1 as "name=content;" (`after`).
+struct Case {
+  const char* project;
+  std::string args, err;
+  int status = 1;
+  std::string out = "", files = "", after = "", program = "ovrell";
+};
+
+inline void expectCase(const Case& c, const std::string& commonFiles = "") {
+  if (geteuid() == 0 && c.files.find('!') != std::string::npos) return;
+  SCOPED_TRACE(std::string(c.project ? c.project : "-") + " | " + c.args);
+  namespace fs = boost::filesystem;
+  const Sandbox sb;
+  auto write = [&sb](const std::string& name, const std::string& bytes) {
+    fs::create_directories(fs::path(sb.dir + "/" + name).parent_path());
+    std::ofstream(sb.dir + "/" + name, std::ios::binary) << bytes;
+  };
+  std::vector<std::string> args{c.program};
+  std::istringstream words(c.args), items(commonFiles + " " + c.files);
+  for (std::string arg; std::getline(words, arg, '|');) args.push_back(arg);
+  auto p = std::find(args.begin() + 1, args.end(), "-p");
+  if (c.project && p == args.end()) p = args.insert(args.begin() + 1, {"-p", "proj.txt"});
+  if (c.project) write(p[1], c.project);
+  for (std::string item; items >> item;) {
+    const std::size_t at = item.find_first_of("=:!");
+    std::string name = item.substr(0, at), value = item.substr(at + 1), bytes;
+    for (std::size_t i = 0; item[at] == '=' && i + 1 < value.size(); i += 2)
+      bytes += static_cast<char>(std::stoi(value.substr(i, 2), nullptr, 16));
+    if (item[at] == '!') chmod((sb.dir + "/" + name).c_str(), 0);
+    if (item[at] != '!') write(name, item[at] == '=' ? bytes : value);
+  }
+  std::vector<char*> argv(args.size() + 1);  // ends with a null pointer
+  std::transform(args.begin(), args.end(), argv.begin(), [](std::string& a) { return &a[0]; });
+  const std::string out = sb.root + "/out", err = sb.root + "/err";
+  const pid_t pid = fork();
+  if (pid == 0) {
+    if (freopen("/dev/null", "r", stdin) && freopen(out.c_str(), "w", stdout) &&
+        freopen(err.c_str(), "w", stderr) && chdir(sb.dir.c_str()) == 0)
+      execv(OVRELL_BINARY, argv.data());
+    _exit(127);
+  }
+  int ws = 0;
+  if (pid < 0 || waitpid(pid, &ws, 0) != pid) ADD_FAILURE() << "cannot run " << OVRELL_BINARY;
+  std::string after;
+  for (std::string name : {"res", "res_0", "res_1", "res_2", "res_3", "dis", "dis_0", "dis_1"})
+    if (fs::exists(sb.dir + "/" + name)) after += name + "=" + slurp(sb.dir + "/" + name) + ";";
+  EXPECT_EQ(std::make_tuple(slurp(out), slurp(err),
+                            WIFSIGNALED(ws) ? 128 + WTERMSIG(ws) : WEXITSTATUS(ws), after),
+            std::make_tuple(c.out, c.err, c.status, c.after));
+}
+
+#endif  // OVRELL_TESTS_E2E_CASE_RUNNER_H_
