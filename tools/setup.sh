@@ -66,8 +66,8 @@ case "$mode" in
   example)
     for attribute in model region; do
       echo "==> commonalities of '$attribute':" \
-        "build/ovrell -p examples/project.txt -f 4 $attribute"
-      build/ovrell -p examples/project.txt -f 4 "$attribute"
+        "build/ovrell -p examples/project.txt -x $attribute"
+      build/ovrell -p examples/project.txt -x "$attribute"
       echo  # the tool ends its output without a line end
     done
     ;;
