@@ -8,8 +8,9 @@
 // mask describes bit j (value 1 << j) of byte start + b of the files.
 //
 // The records own nothing by themselves: the analysis run that created the
-// storage frees it with freeBuffer. Padding bytes are never cleared by the
-// engine; only the first rowSize (or size) bytes are ever written out.
+// storage frees it with freeBuffer. Storage starts zero-filled and padding
+// bytes are never cleared after that; only the first rowSize (or size) bytes
+// of a row are ever written out, so padding never reaches a result.
 #ifndef OVRELL_ENGINE_BUFFERS_H_
 #define OVRELL_ENGINE_BUFFERS_H_
 
