@@ -19,14 +19,8 @@ void Project::run() {
   // commonalities files carry the "_i" names here: the dissimilarities
   // files of earlier runs under "_i" names are kept and appended to.
   const std::size_t count = options.attributes.size();
-  if (!options.comFile.empty()) {
-    if (count <= 1) {
-      std::remove(options.comFile.c_str());
-    } else {
-      for (std::size_t i = 0; i < count; ++i)
-        std::remove(resultFileName(options.comFile, count, i).c_str());
-    }
-  }
+  for (std::size_t i = 0; !options.comFile.empty() && i < count; ++i)
+    std::remove(resultFileName(options.comFile, count, i).c_str());
   if (!options.disFile.empty()) std::remove(options.disFile.c_str());
 
   checkAttributes();
