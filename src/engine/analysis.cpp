@@ -16,12 +16,10 @@ void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) 
 
   VectorBuff mask = initVectorBuffer(blockSize);
   ArrayBuff block = initArrayBuffer(blockSize, files.size());
-  if (!options.disFile.empty()) {
-    freeBuffer(mask);
-    freeBuffer(block);
-    fatal("Dissimilarities (-d) are not computed by this version of ovrell yet.\n");
-  }
-  commonalitiesOnlyPass(files, attributeIndex, fileSize, blockSize, block, mask);
+  if (options.disFile.empty())
+    commonalitiesOnlyPass(files, attributeIndex, fileSize, blockSize, block, mask);
+  else
+    dissimilarityPass(files, attributeIndex, fileSize, blockSize, valueWidth, block, mask);
   freeBuffer(mask);
   freeBuffer(block);
 }

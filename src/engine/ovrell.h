@@ -3,8 +3,9 @@
 // `runAnalysis` is the whole computation over a project's files and
 // attribute index: it checks the files, sizes the blocks from the memory
 // limit, reads the files side by side one block at a time and writes every
-// named attribute's commonality mask. The other methods are its steps, public
-// so that each can be tested on its own. The engine borrows the Options
+// named attribute's commonality mask and, when a dissimilarities file is
+// named, its dissimilarities. The other methods are its steps, public so
+// that each can be tested on its own. The engine borrows the Options
 // record (which must outlive it) and owns nothing; every buffer is created
 // and freed by the run. Errors end the process inside the method that finds
 // them.
@@ -18,7 +19,9 @@
 #include <vector>
 
 #include "engine/buffers.h"
+#include "engine/single_list.h"
 #include "options/options.h"
+#include "output/position_queue.h"
 #include "project/attribute_index.h"
 
 using FileList = std::vector<boost::filesystem::path>;
@@ -69,12 +72,58 @@ class Ovrell {
   void doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start, const FileList& files,
                       ArrayBuff& block, VectorBuff& mask);
 
+  // --- Dissimilarities (gather_columns.cpp, linear_dissimilarities.cpp,
+  //     quadratic_dissimilarities.cpp, partial_results.cpp) ---
+  // Column k is the k-th masked bit of the block counted from its end; for
+  // every group g it copies the bit of the group's first file into bit k % 8
+  // of byte k / 8 of row g. Sets rows.rows to the number of groups; returns
+  // the number of columns. The mask is walked over its `size` bytes.
+  std::uint64_t gatherColumns(ArrayBuff& rows, VectorBuff& columnMask,
+                              std::vector<unsigned int>& groupSizes,
+                              std::vector<unsigned long long*>& fileRows);
+  // Linear set-up of one attribute: node g points at group row g, has run 0
+  // and is pushed in front of the zeros list, g = 0 first. The lists are not
+  // emptied first.
+  void pushGroupNodes(NodeType* nodes, const ArrayBuff& rows, std::uint64_t groupCount,
+                      single_list<NodeType>& zeros);
+  // One column of the linear algorithm: bit `bitIndex` of byte `byteIndex`
+  // of every group row. Afterwards the zeros list followed by the ones list
+  // is the stable partition of the old order by that bit, and each run is
+  // the agreement of a node with its successor.
+  void dissimDoColumn(single_list<NodeType>& zeros, single_list<NodeType>& ones,
+                      const unsigned long long& byteIndex, const unsigned int& bitIndex);
+  // Column value N - 1 - k (in valueWidth bytes) = the largest run after
+  // column k, for k = 0 .. N - 1.
+  void linearColumns(single_list<NodeType>& zeros, single_list<NodeType>& ones,
+                     VectorBuff& columnValues, std::uint64_t columns, unsigned valueWidth);
+  // Quadratic set-up of one attribute: every pair counter becomes 1.
+  void resetPairCounters(VectorBuff& pairs, unsigned valueWidth);
+  // The same column values as linearColumns, from one counter per pair of
+  // the rows.rows group rows.
+  void quadraticColumns(const ArrayBuff& rows, VectorBuff& pairs, VectorBuff& columnValues,
+                        std::uint64_t columns, unsigned valueWidth);
+  // Appends `size` bytes to `fileName`; silent when it cannot be opened.
+  void appendPartialResult(const unsigned char* data, std::uint64_t size, const char* fileName);
+
   // --- Output (output/*.cpp) ---
   // Prints `length` bytes in the chosen format; then overwrites them with
   // the character '0'. Leaves the stream's fill, flags and base changed.
   void printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out);
   // Appends one block's mask of attribute `position` to its output.
   void writeCommonalities(VectorBuff& mask, std::size_t position);
+  // Prints attribute `position`'s masks from the partial results file in
+  // file order (the short head piece first), then deletes that file. Leaves
+  // mask.size at blockSize. Ends the process when the result file cannot be
+  // opened.
+  void writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize, std::uint64_t fileSize,
+                               std::size_t position);
+  // Appends a line "(first-last)" for every inclusion-minimal distinguishing
+  // stretch that starts in this block, from its last masked bit to its
+  // first. `queue` and `lastValue` carry the current agreeing run from block
+  // to block of one attribute.
+  void writeDissimilarities(VectorBuff& columnValues, std::uint64_t columns, VectorBuff& mask,
+                            std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
+                            std::size_t position, unsigned valueWidth);
 
  private:
   // The block size for this run; ends the process when the file is too
@@ -84,6 +133,9 @@ class Ovrell {
   void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
                              std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block,
                              VectorBuff& mask);
+  void dissimilarityPass(const FileList& files, AttributeIndex& attributeIndex,
+                         std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
+                         ArrayBuff& block, VectorBuff& mask);
 
   Options& options;
 };

@@ -11,6 +11,10 @@ const char kP[] = "file A B\na.bin x 1\nb.bin x 2\n";  // masks: A FF 0F, B FF F
 const char kW[] = "Warning - no attribute specified, outputting common bits for all files.\n";
 const char kTooMany[] =
     "Too many files to process. Try to increase memory limit using '-m' option\n";
+const char kBroken[] =
+    "Error - the linear algorithm cannot go on with the lists that an earlier attribute of this "
+    "run left linked. Name one attribute per run with -d, or use -q.\n";
+const std::string kFF = "__partialResult1_tmp=\xFF\xFF;";  // B's mask record, left behind
 const char kNoName[] = "Project file must contain at least one attribute name.\n";
 
 // Usage and help; help.txt holds the option table as the option library lays it out.
@@ -79,8 +83,15 @@ TEST(Messages, EveryMessageWithItsStreamsStatusAndFiles) {
        "res=keep;res_0=FF 0F;res_1=FF FF;res_2=FF 0F;res_3=keep;"},
       {kP, "-c|res|-d|dis|A|rev", "Attribute \"rev\" is not specified in the project file.\n", 1,
        "", "res_0:old res_1:old res_2:keep dis:old", "res_2=keep;"},
-      {kP, "-d|dis|A|B", "Dissimilarities (-d) are not computed by this version of ovrell yet.\n",
-       1, "", "dis:old dis_0:(0-1) dis_1:(2-3)", "dis_0=(0-1);dis_1=(2-3);"},
+      // With -d only the dissimilarities file itself is deleted; dis_i files are appended to.
+      {kP, "-d|dis|A|B", "", 0, "FF 0FFF FF", "dis:old dis_0:(0-1) dis_1:(2-3)",
+       "dis_0=(0-1);dis_1=(2-3)(11-11)\n(10-10)\n(9-9)\n(8-8)\n;"},
+      {kP, "-d|none/dis|B", "Error wile opening file:'none/dis' for writing\n", 1, "", "", kFF},
+      {kP, "-c|res|-d|dis|A|B", "Error wile opening file:'res_1' for writing\n", 1, "", "res_1/x:1",
+       "res_0=FF 0F;res_1=;dis_1=(11-11)\n(10-10)\n(9-9)\n(8-8)\n;" + kFF},
+      // The linear algorithm's lists, left linked by A, lead B's first column into a cycle.
+      {"file A B\nf0 y p\nf1 w s\nf2 z r\nf3 y t\n", "-d|dis|A|B", kBroken, 1, "17",
+       "f0=60 f1=D2 f2=FD f3=88", "dis_0=(6-7)\n(5-6)\n(3-5)\n;__partialResult1_tmp=\xFF;"},
   };
   for (const Case& c : cases) expectCase(c, kData);
 }

@@ -1,0 +1,74 @@
+// The per-attribute pass: for each named attribute, the blocks from the end
+// of the files to their start; the masks go to the partial results file, the
+// masked bits through the dissimilarity kernel to the dissimilarities writer,
+// and at the attribute's end the final writer prints the masks in file order.
+#include <cstdio>
+
+#include "engine/ovrell.h"
+#include "engine/partial_results.h"
+#include "engine/single_list.h"
+#include "output/position_queue.h"
+
+void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeIndex,
+                               std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
+                               ArrayBuff& block, VectorBuff& mask) {
+  const std::uint64_t n = files.size();
+  ArrayBuff groupRows = initArrayBuffer(blockSize, n);
+  VectorBuff columnValues = initVectorBuffer(8 * valueWidth * blockSize);
+  // The budget charges 16 bytes per node and (n - 1) × n / 2 pair counters;
+  // the storage is sized for what is actually used: a whole node each, and
+  // a counter for every pair even when every file is its own group.
+  VectorBuff structure =
+      initVectorBuffer(options.linear ? n * sizeof(NodeType) : n * (n - 1) / 2 * valueWidth);
+  NodeType* nodes = reinterpret_cast<NodeType*>(structure.data);
+  single_list<NodeType> zeros(n), ones(n);
+
+  std::vector<unsigned int> groupSizes;
+  std::vector<unsigned long long*> rowPointers;
+  for (std::size_t position = 0; position < options.attributes.size(); ++position) {
+    PositionQueue queue;
+    std::uint64_t lastValue = 0;
+    std::remove(kStalePartialResultsFile);
+    const ValueGroups& valueIndex = *attributeIndex.find(options.attributes[position])->second;
+    collectGroups(valueIndex, block, groupSizes, rowPointers);
+    if (options.linear)
+      pushGroupNodes(nodes, groupRows, groupSizes.size(), zeros);
+    else
+      resetPairCounters(structure, valueWidth);
+
+    // Blocks from the end of the files; the short head block last. Its
+    // shortened rowSize is kept for the later attributes (they then read
+    // and compare only that many bytes of each block); kept so on purpose.
+    for (std::uint64_t remaining = fileSize; remaining > 0;) {
+      std::uint64_t start = 0;
+      if (remaining >= blockSize) {
+        start = remaining - blockSize;
+      } else {
+        block.rowSize = remaining;
+        mask.size = remaining;
+        collectGroups(valueIndex, block, groupSizes, rowPointers);
+      }
+      readBlock(files, start, block);
+      commonalities(groupSizes, rowPointers, block, mask);
+      if (options.exclude) exclude(block, rowPointers, mask);
+      appendPartialResult(mask.data, mask.size, kPartialResultsFile);
+      if (!options.exclude) exclude(block, rowPointers, mask);
+
+      const std::uint64_t columns = gatherColumns(groupRows, mask, groupSizes, rowPointers);
+      if (columns > 0) {
+        if (options.linear)
+          linearColumns(zeros, ones, columnValues, columns, valueWidth);
+        else
+          quadraticColumns(groupRows, structure, columnValues, columns, valueWidth);
+        writeDissimilarities(columnValues, columns, mask, start, queue, lastValue, position,
+                             valueWidth);
+      }
+      remaining = remaining >= blockSize ? remaining - blockSize : 0;
+    }
+    writeFinalCommonalities(mask, blockSize, fileSize, position);
+  }
+
+  freeBuffer(columnValues);
+  freeBuffer(structure);
+  freeBuffer(groupRows);
+}

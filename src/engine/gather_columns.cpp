@@ -1,0 +1,36 @@
+#include "engine/ovrell.h"
+
+std::uint64_t Ovrell::gatherColumns(ArrayBuff& rows, VectorBuff& columnMask,
+                                    std::vector<unsigned int>& groupSizes,
+                                    std::vector<unsigned long long*>& fileRows) {
+  // A group's bits are those of its first file: the mask only keeps bits
+  // that are the same in every file of a group.
+  std::vector<const unsigned char*> first;
+  first.reserve(groupSizes.size());
+  std::size_t p = 0;
+  for (unsigned int size : groupSizes) {
+    first.push_back(reinterpret_cast<const unsigned char*>(fileRows[p]));
+    p += size;
+  }
+  rows.rows = groupSizes.size();
+  const std::uint64_t pitch = pitchOf(rows.rowSize);
+
+  std::uint64_t columns = 0;
+  for (std::uint64_t m = columnMask.size; m-- > 0;) {
+    const unsigned maskByte = columnMask.data[m];
+    for (unsigned bit = 0; bit < 8; ++bit) {
+      if (((maskByte >> bit) & 1U) == 0) continue;
+      const std::uint64_t byte = columns / 8;
+      const unsigned char set = static_cast<unsigned char>(1U << (columns % 8));
+      for (std::size_t g = 0; g < first.size(); ++g) {
+        unsigned char& out = rows.data[g * pitch + byte];
+        if ((first[g][m] >> bit) & 1U)
+          out |= set;
+        else
+          out &= static_cast<unsigned char>(~set);
+      }
+      ++columns;
+    }
+  }
+  return columns;
+}
