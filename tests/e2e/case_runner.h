@@ -36,7 +36,7 @@ inline std::string slurp(const std::string& file) {
 // One run: `args` split at '|' (led by "-p proj.txt" if a `project` text is given without -p);
 // the project text (nullptr: none) goes where -p points; `files` are blank-separated "name=HEX",
 // "name:text" or "name!" (made unreadable; left out for root). Expected: standard error, status,
-// standard output, the files res, res_0 .. res_3, dis, dis_0, dis_1 and the partial results file
+// standard output, the files res, res_0 .. res_3, dis, dis_0 .. dis_2 and the partial results file
 // __partialResult1_tmp as "name=content;" (`after`).
 struct Case {
   const char* project;
@@ -81,8 +81,8 @@ inline void expectCase(const Case& c, const std::string& commonFiles = "") {
   int ws = 0;
   if (pid < 0 || waitpid(pid, &ws, 0) != pid) ADD_FAILURE() << "cannot run " << OVRELL_BINARY;
   std::string after;
-  for (std::string name :
-       {"res", "res_0", "res_1", "res_2", "res_3", "dis", "dis_0", "dis_1", "__partialResult1_tmp"})
+  for (std::string name : {"res", "res_0", "res_1", "res_2", "res_3", "dis", "dis_0", "dis_1",
+                           "dis_2", "__partialResult1_tmp"})
     if (fs::exists(sb.dir + "/" + name)) after += name + "=" + slurp(sb.dir + "/" + name) + ";";
   EXPECT_EQ(std::make_tuple(slurp(out), slurp(err),
                             WIFSIGNALED(ws) ? 128 + WTERMSIG(ws) : WEXITSTATUS(ws), after),
