@@ -2,7 +2,8 @@
 # Sets up a fresh Debian 12 machine for ovrell, builds it and runs it.
 #
 #   tools/setup.sh example   install what is missing, build, and print the
-#                            commonalities of the shipped example data set
+#                            commonalities and dissimilarities of the
+#                            shipped example data set
 #   tools/setup.sh test      install what is missing, build, and run the
 #                            whole test suite (non-zero exit on failure)
 #
@@ -64,11 +65,17 @@ cmake --build build -j "$jobs"
 
 case "$mode" in
   example)
+    # The runs write their dissimilarities files (and, while they run, a
+    # temporary file) in the working directory: use one inside build/.
+    mkdir -p build/example
     for attribute in model region; do
-      echo "==> commonalities of '$attribute':" \
-        "build/ovrell -p examples/project.txt -x $attribute"
-      build/ovrell -p examples/project.txt -x "$attribute"
+      echo "==> commonalities and dissimilarities of '$attribute', in build/example:" \
+        "../ovrell -p ../../examples/project.txt -x -d dis-$attribute $attribute"
+      (cd build/example &&
+        ../ovrell -p ../../examples/project.txt -x -d "dis-$attribute" "$attribute")
       echo  # the tool ends its output without a line end
+      echo "==> build/example/dis-$attribute:"
+      cat "build/example/dis-$attribute"
     done
     ;;
   test)
