@@ -1,6 +1,6 @@
-// The dissimilarity kernels: gathering masked bits into group rows, the linear and the quadratic
-// column loops against the longest agreement computed pair by pair, the lists' bounded walks, and
-// the writer's queue of positions.
+// The dissimilarity kernels in every value width: the linear and the quadratic column loops against
+// the longest agreement computed pair by pair, and the bounded walks over the linear algorithm's
+// lists and the writer's queue.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -15,48 +15,6 @@ std::uint64_t valueAt(const std::vector<unsigned char>& values, std::size_t i, u
   std::uint64_t v = 0;
   std::memcpy(&v, values.data() + i * width, width);  // little-endian machine
   return v;
-}
-
-TEST(DissimilarityKernels, GatherColumnsTakesEachGroupsFirstFileFromTheBlockEnd) {
-  Options options;
-  Ovrell engine(options);
-  // Three files in 8-byte rows: groups {0, 2} and {1}; the mask selects byte 0 bit 1, byte 7
-  // bits 0 and 7.
-  std::vector<unsigned char> block = {0x02, 0,    0,    0,    0,    0,    0,    0x81,
-                                      0,    0,    0,    0,    0,    0,    0,    0x80,
-                                      0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
-  std::vector<unsigned char> mask = {0x02, 0, 0, 0, 0, 0, 0, 0x81}, rows(24, 0xAA);
-  std::vector<unsigned int> sizes = {2, 1};
-  std::vector<unsigned long long*> files = {reinterpret_cast<Word*>(&block[0]),
-                                            reinterpret_cast<Word*>(&block[16]),
-                                            reinterpret_cast<Word*>(&block[8])};
-  ArrayBuff groupRows{rows.data(), 8, 3};
-  VectorBuff columnMask{mask.data(), 8};
-  EXPECT_EQ(engine.gatherColumns(groupRows, columnMask, sizes, files), 3U);
-  EXPECT_EQ(groupRows.rows, 2U);
-  // Columns: byte 7 bit 0, byte 7 bit 7, byte 0 bit 1; file 0 has 1 1 1, file 1 has 0 1 0.
-  EXPECT_EQ(rows[0] & 7, 7);
-  EXPECT_EQ(rows[8] & 7, 2);
-  EXPECT_EQ(rows[0] & ~7, 0xA8);  // bits beyond the columns are left alone
-}
-
-TEST(DissimilarityKernels, ThreeGroupsFirstColumnSortsAndCountsRuns) {
-  Options options;
-  Ovrell engine(options);
-  std::vector<unsigned char> rows = {1, 0, 0};  // one byte per group row: A 1, B 0, C 0
-  std::vector<NodeType> nodes(3);
-  single_list<NodeType> zeros(3), ones(3);
-  engine.pushGroupNodes(nodes.data(), ArrayBuff{rows.data(), 1, 3}, 3, zeros);  // pitch 8
-  for (std::size_t g = 0; g < 3; ++g) nodes[g].row = &rows[g];
-  std::vector<unsigned char> value(1);
-  VectorBuff values{value.data(), 1};
-  engine.linearColumns(zeros, ones, values, 1, 1);
-  NodeType *a = &nodes[0], *b = &nodes[1], *c = &nodes[2];
-  EXPECT_EQ(std::make_tuple(zeros.head->next, c->next, zeros.tail, b->next, c->run, b->run),
-            std::make_tuple(c, b, b, zeros.head, 1U, 0U));
-  EXPECT_EQ(std::make_tuple(ones.head->next, ones.tail, a->next, a->run),
-            std::make_tuple(a, a, ones.head, 0U));
-  EXPECT_EQ(value[0], 1);
 }
 
 // Blocks of random columns, carried from block to block as the run does; the groups copy each
@@ -147,18 +105,6 @@ TEST(DissimilarityKernels, BrokenLinkageEndsTheRunWithItsMessage) {
   EXPECT_EQ(err.str(), message + message + message);
   std::cerr.rdbuf(savedErr), setExitHandler(nullptr);
   std::remove(options.disFile.c_str());
-}
-
-TEST(PositionQueue, PopsAcrossStretchesOfConsecutivePositions) {
-  PositionQueue queue;
-  for (std::uint64_t p : {10, 9, 8, 5, 4, 1}) queue.push(p);
-  EXPECT_EQ(queue.size(), 6U);
-  EXPECT_EQ(queue.popFront(2), 9U);
-  EXPECT_EQ(queue.popFront(2), 5U);
-  EXPECT_EQ(queue.popFront(1), 4U);
-  queue.push(0);
-  EXPECT_EQ(queue.popFront(2), 0U);
-  EXPECT_EQ(queue.size(), 0U);
 }
 
 }  // namespace
