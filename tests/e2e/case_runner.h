@@ -33,6 +33,20 @@ inline std::string slurp(const std::string& file) {
   return bytes.str();
 }
 
+// How the tool prints `piece` in -f `format` (0 ascii .. 4 binary), with blanks unless -n; the
+// slow way, for the models of the property tests.
+inline std::string printed(const std::string& piece, int format, bool space) {
+  std::string text;
+  for (std::size_t i = 0; i < piece.size(); ++i) {
+    const unsigned v = static_cast<unsigned char>(piece[i]);
+    char image[9] = {};
+    std::snprintf(image, sizeof image, format == 1 ? "%02X" : format == 2 ? "%03u" : "%03o", v);
+    for (int k = 0; format == 4 && k < 8; ++k) image[k] = "01"[v >> (7 - k) & 1];
+    text += (i > 0 && space && format > 0 ? " " : "") + (format ? image : piece.substr(i, 1));
+  }
+  return text;
+}
+
 // One run: `args` split at '|' (led by "-p proj.txt" if a `project` text is given without -p);
 // the project text (nullptr: none) goes where -p points; `files` are blank-separated "name=HEX",
 // "name:text" or "name!" (made unreadable; left out for root). Expected: standard error, status,

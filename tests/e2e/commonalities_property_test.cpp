@@ -7,18 +7,6 @@
 
 namespace {
 
-std::string printed(const std::string& piece, int format, bool space) {
-  std::string text;
-  for (std::size_t i = 0; i < piece.size(); ++i) {
-    const unsigned v = static_cast<unsigned char>(piece[i]);
-    char image[9] = {};
-    std::snprintf(image, sizeof image, format == 1 ? "%02X" : format == 2 ? "%03u" : "%03o", v);
-    for (int k = 0; format == 4 && k < 8; ++k) image[k] = "01"[v >> (7 - k) & 1];
-    text += (i > 0 && space && format > 0 ? " " : "") + (format ? image : piece.substr(i, 1));
-  }
-  return text;
-}
-
 TEST(CommonalitiesProperty, OutputMatchesABitByBitModel) {
   std::mt19937 random(20240611);
   const std::string values[] = {"xxyyz", "ppp q", "  k  "};  // G, H, K of f0 .. f4; ' ' is ''

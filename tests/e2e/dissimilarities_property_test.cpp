@@ -11,18 +11,6 @@
 
 namespace {
 
-std::string printed(const std::string& piece, int format, bool space) {
-  std::string text;
-  for (std::size_t i = 0; i < piece.size(); ++i) {
-    const unsigned v = static_cast<unsigned char>(piece[i]);
-    char image[9] = {};
-    std::snprintf(image, sizeof image, format == 1 ? "%02X" : format == 2 ? "%03u" : "%03o", v);
-    for (int k = 0; format == 4 && k < 8; ++k) image[k] = "01"[v >> (7 - k) & 1];
-    text += (i > 0 && space && format > 0 ? " " : "") + (format ? image : piece.substr(i, 1));
-  }
-  return text;
-}
-
 // The head piece [0, S mod B) first, then whole blocks, as the partial results are read back.
 std::string pieces(const std::string& mask, std::size_t block, int format, bool space) {
   std::string text = printed(mask.substr(0, mask.size() % block), format, space);
