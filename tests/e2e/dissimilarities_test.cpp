@@ -123,8 +123,9 @@ TEST(Dissimilarities, DataFileShrinkingDuringTheRunEndsIt) {
       sb, "",
       "head -c 6000 /dev/zero > a.bin; head -c 6000 /dev/zero | tr \"\\0\" \"\\377\" > b.bin;"
       " printf \"file A\\na.bin x\\nb.bin y\\n\" > p.txt; mkfifo dis_0;"
-      " (\"$OVRELL\" -p p.txt -m 42032 -c res -d dis A A; echo \"status $?\") & exec 3<dis_0;"
-      " : > b.bin; wc -l <&3; wait; ls; wc -c < __partialResult1_tmp");
+      " (\"$OVRELL\" -p p.txt -m 42032 -c res -d dis A A 2>../err; echo \"status $?\" >>../err) &"
+      " exec 3<dis_0; : > b.bin; lines=$(wc -l <&3); wait; echo $lines; cat ../err; ls;"
+      " wc -c < __partialResult1_tmp");
   EXPECT_EQ(printed,
             "16000\nError reading file '\"b.bin\"'.\nstatus 1\n__partialResult1_tmp\na.bin\nb.bin\n"
             "dis_0\np.txt\n2000\n");
