@@ -1,6 +1,8 @@
 // The dissimilarities as written, on cases worked out by hand: single bits, stretches of several
 // bits, stretches across blocks, -x, several attributes, what later attributes inherit from
 // earlier ones, the read-back of the commonalities, and a data file that shrinks during the run.
+#include <csignal>
+
 #include "case_runner.h"
 
 namespace {
@@ -88,6 +90,7 @@ std::string runScript(const Sandbox& sb, const std::string& files, const std::st
       bytes += static_cast<char>(std::stoi(item.substr(i, 2), nullptr, 16));
     std::ofstream(sb.dir + "/" + item.substr(0, item.find('=')), std::ios::binary) << bytes;
   }
+  std::signal(SIGPIPE, SIG_DFL);  // so that a writer whose reader has gone ends, as in a shell
   const std::string out = sb.root + "/script.out";
   const std::string command = "cd '" + sb.dir + "' && OVRELL='" + OVRELL_BINARY + "' sh -c '" +
                               script + "' > '" + out + "' 2>&1";
