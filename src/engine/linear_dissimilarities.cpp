@@ -10,6 +10,12 @@
 #include "driver/process_exit.h"
 #include "engine/ovrell.h"
 
+void wrongValueWidth() {
+  std::cerr << "Something is wrong - calculated value for bits "
+            << "to addres bits in file is not correct." << std::endl;
+  exitProcess(1);
+}
+
 void brokenLinkage() {
   fatal(
       "Error - the linear algorithm cannot go on with the lists that an earlier attribute of "
@@ -132,7 +138,5 @@ void Ovrell::linearColumns(single_list<NodeType>& zeros, single_list<NodeType>& 
     case 8:
       return columnLoop(*this, zeros, ones, reinterpret_cast<std::uint64_t*>(values), columns);
   }
-  std::cerr << "Something is wrong - calculated value for bits "
-            << "to addres bits in file is not correct." << std::endl;
-  exitProcess(1);
+  wrongValueWidth();
 }

@@ -2,7 +2,6 @@
 // upper-triangle order (0,1), (0,2), ..., (1,2), ...; a counter is one more
 // than the columns, counted back from the newest, on which the pair agrees.
 #include <algorithm>
-#include <iostream>
 
 #include "driver/process_exit.h"
 #include "engine/ovrell.h"
@@ -77,7 +76,5 @@ void Ovrell::quadraticColumns(const ArrayBuff& rows, VectorBuff& pairs, VectorBu
       return columnLoop(rows, reinterpret_cast<std::uint64_t*>(pairs.data),
                         reinterpret_cast<std::uint64_t*>(values), columns);
   }
-  std::cerr << "Something is wrong - calculated value for bits "
-            << "to addres bits in file is not correct." << std::endl;
-  exitProcess(1);
+  wrongValueWidth();
 }

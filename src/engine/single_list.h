@@ -53,4 +53,8 @@ struct single_list {
 // earlier attribute cannot be walked any more, and advises what to do.
 [[noreturn]] void brokenLinkage();
 
+// Ends the run when a column loop is asked for a value width other than
+// 1, 2, 4 or 8 (which the budget never chooses).
+[[noreturn]] void wrongValueWidth();
+
 #endif  // OVRELL_ENGINE_SINGLE_LIST_H_

@@ -1,7 +1,5 @@
 #include <fstream>
-#include <iostream>
 
-#include "driver/process_exit.h"
 #include "engine/ovrell.h"
 #include "engine/single_list.h"
 #include "output/result_file_name.h"
@@ -30,10 +28,7 @@ void Ovrell::writeDissimilarities(VectorBuff& columnValues, std::uint64_t column
   if (options.disFile.empty()) return;
   const std::string name = resultFileName(options.disFile, options.attributes.size(), position);
   std::ofstream out(name, std::ios::out | std::ios::app | std::ios::binary);
-  if (!out) {
-    std::cerr << "Error wile opening file:'" << name << "' for writing" << std::endl;
-    exitProcess(1);
-  }
+  if (!out) cannotOpenResultFile(name);
 
   // The masked bits from the block's last to its first: byte by byte from
   // the end, bit 0 (the highest position of its byte) first.

@@ -3,7 +3,6 @@
 #include <fstream>
 #include <iostream>
 
-#include "driver/process_exit.h"
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"
 #include "output/result_file_name.h"
@@ -31,10 +30,7 @@ void Ovrell::writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize,
   if (!options.comFile.empty()) {
     const std::string name = resultFileName(options.comFile, options.attributes.size(), position);
     file.open(name, std::ios::out | std::ios::app | std::ios::binary);
-    if (!file) {
-      std::cerr << "Error wile opening file:'" << name << "' for writing" << std::endl;
-      exitProcess(1);
-    }
+    if (!file) cannotOpenResultFile(name);
   }
   std::ostream& out = options.comFile.empty() ? std::cout : file;
 

@@ -12,4 +12,7 @@
 std::string resultFileName(const std::string& base, std::size_t attributeCount,
                            std::size_t position);
 
+// Ends the run when the result file `name` cannot be opened for writing.
+[[noreturn]] void cannotOpenResultFile(const std::string& name);
+
 #endif  // OVRELL_OUTPUT_RESULT_FILE_NAME_H_
