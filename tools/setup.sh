@@ -98,6 +98,9 @@ case "$mode" in
     echo "==> testing under the sanitizers: ctest --test-dir build-asan --output-on-failure -j2"
     ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
       ctest --test-dir build-asan --output-on-failure -j2
+
+    echo "==> fuzzing: tools/fuzz.sh 60 (build-fuzz, each fuzz target for 60 seconds)"
+    tools/fuzz.sh 60
     echo "==> all tests passed"
     ;;
 esac
