@@ -1,8 +1,6 @@
 // The dissimilarities as written, on cases worked out by hand: single bits, stretches of several
 // bits, stretches across blocks, -x, several attributes, what later attributes inherit from
 // earlier ones, the read-back of the commonalities, and a data file that shrinks during the run.
-#include <csignal>
-
 #include "case_runner.h"
 
 namespace {
@@ -79,23 +77,6 @@ TEST(Dissimilarities, LaterAttributesInheritTheHeadBlockLength) {
        "dis_0=(3-3)\n;dis_1=(12-13)\n(8-12)\n(7-8)\n(4-5)\n(0-4)\n;"},
   };
   for (const Case& c : cases) expectCase(c);
-}
-
-// Runs a shell script in a sandbox with the data files written; returns what it printed.
-std::string runScript(const Sandbox& sb, const std::string& files, const std::string& script) {
-  std::istringstream items(files);
-  for (std::string item; items >> item;) {
-    std::string bytes;
-    for (std::size_t i = item.find('=') + 1; i + 1 < item.size(); i += 2)
-      bytes += static_cast<char>(std::stoi(item.substr(i, 2), nullptr, 16));
-    std::ofstream(sb.dir + "/" + item.substr(0, item.find('=')), std::ios::binary) << bytes;
-  }
-  std::signal(SIGPIPE, SIG_DFL);  // so that a writer whose reader has gone ends, as in a shell
-  const std::string out = sb.root + "/script.out";
-  const std::string command = "cd '" + sb.dir + "' && OVRELL='" + OVRELL_BINARY + "' sh -c '" +
-                              script + "' > '" + out + "' 2>&1";
-  EXPECT_EQ(std::system(command.c_str()), 0) << script;
-  return slurp(out);
 }
 
 // Files of 33 bytes make one block of 40: the count of full pieces, (33 - 40) / 40 taken in 64
