@@ -95,7 +95,7 @@ ProjectName projectName(unsigned choice) {
 
 const char* const kPrefixes[] = {"", "/mnt/set", "pre/", "/"};
 
-// The Options byte: bits 0-1 name, 2-3 prefix, 4-6 attribute list, 7 flag.
+// The attribute names to check: fixed ones, or taken from the model's header.
 std::vector<std::string> attributeList(unsigned choice, const std::vector<std::string>& header) {
   switch (choice) {
     case 1:
@@ -252,6 +252,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   if (size == 0) return 0;
+  // Bits 0-1: project name; 2-3: prefix; 4-6: attribute list; 7: includeEmptyValues.
   const unsigned choice = data[0];
   const std::string text(reinterpret_cast<const char*>(data + 1), size - 1);
   InWorkDirectory inWork;
