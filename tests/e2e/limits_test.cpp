@@ -30,7 +30,9 @@ void sparse(const Sandbox& sb, const std::string& name, std::uint64_t size,
 }
 
 void expectPeakWithinLimit(const Outcome& run, long limitBytes) {
-  if (!kSanitized) EXPECT_LE(run.peakKib, limitBytes / 1024 + kOverheadKib) << limitBytes;
+  if (!kSanitized) {
+    EXPECT_LE(run.peakKib, limitBytes / 1024 + kOverheadKib) << limitBytes;
+  }
 }
 
 // Two 5 GiB files, equal but for a byte beyond 4 GiB and the last byte. The ascii mask (-f 0, one
