@@ -108,6 +108,7 @@ class Ovrell {
   // --- Output (output/*.cpp) ---
   // Prints `length` bytes in the chosen format; then overwrites them with
   // the character '0'. Leaves the stream's fill, flags and base changed.
+  // The stream must not have showbase or showpos set (no writer sets them).
   void printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out);
   // Appends one block's mask of attribute `position` to its output.
   void writeCommonalities(VectorBuff& mask, std::size_t position);

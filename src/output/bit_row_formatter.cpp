@@ -1,57 +1,103 @@
+#include <algorithm>
 #include <cstring>
-#include <iomanip>
 #include <ostream>
 
 #include "engine/ovrell.h"
 
+// The numeric formats are table-driven: the text of every byte value is built
+// once, and a row is turned into text in a local buffer that goes to the
+// stream in large writes. The stream is left as printing byte by byte with
+// fill '0', a width and a base would leave it (see printNumbers).
 namespace {
 
-// Formats 1 to 3: one zero-padded number per byte. The stream's flags are
-// OR-ed back afterwards, not restored: the new base and the old one both
-// stay set, as do the fill and the alignment.
+// The image of every byte value followed by a blank, padded to a whole
+// number of bytes that can be copied with one store.
+struct Images {
+  char hex[256][4];  // "FF "
+  char dec[256][4];  // "255 "
+  char oct[256][4];  // "377 "
+  char bin[256][9];  // "11111111 "
+  Images() {
+    for (unsigned v = 0; v < 256; ++v) {
+      const char* digits = "0123456789ABCDEF";
+      const char text[][4] = {
+          {digits[v >> 4], digits[v & 15], ' '},
+          {char('0' + v / 100), char('0' + v / 10 % 10), char('0' + v % 10), ' '},
+          {char('0' + (v >> 6)), char('0' + (v >> 3 & 7)), char('0' + (v & 7)), ' '}};
+      std::memcpy(hex[v], text[0], 4);
+      std::memcpy(dec[v], text[1], 4);
+      std::memcpy(oct[v], text[2], 4);
+      for (int k = 0; k < 8; ++k) bin[v][k] = static_cast<char>('0' + (v >> (7 - k) & 1));
+      bin[v][8] = ' ';
+    }
+  }
+};
+
+const Images& images() {
+  static const Images table;
+  return table;
+}
+
+// Writes the images of `length` bytes, each `width` characters long and
+// followed by the blank when `space` (except the last), in large pieces.
+template <std::size_t kStride>
+void printImages(const unsigned char* row, std::uint64_t length, const char (*image)[kStride],
+                 std::size_t width, bool space, std::ostream& out) {
+  constexpr std::size_t kBufferSize = 1 << 16;
+  char buffer[kBufferSize + kStride];
+  const std::size_t step = width + (space ? 1 : 0);
+  const std::uint64_t perPiece = kBufferSize / step;
+  for (std::uint64_t done = 0; done < length;) {
+    const std::uint64_t count = std::min<std::uint64_t>(perPiece, length - done);
+    char* at = buffer;
+    for (std::uint64_t i = 0; i < count; ++i, at += step)
+      std::memcpy(at, image[row[done + i]], kStride);
+    done += count;
+    std::size_t used = static_cast<std::size_t>(at - buffer);
+    if (space && done == length) --used;  // no blank after the last byte
+    out.write(buffer, static_cast<std::streamsize>(used));
+  }
+}
+
+// Formats 1 to 3. Printing byte by byte with `out.width(width)`, `out.fill('0')`
+// and the base would leave the stream right-aligned (upper case for hex);
+// with at least one byte, fill '0', the base set and the width consumed (as
+// every insertion into a good stream does); and the old flags OR-ed back.
 void printNumbers(const unsigned char* row, std::uint64_t length, std::ostream& out,
-                  std::ios::fmtflags base, int width, bool upper, const char* separator) {
+                  std::ios::fmtflags base, const char (*image)[4], int width, bool upper,
+                  bool space) {
   const std::ios::fmtflags saved = out.flags();
   out.setf(std::ios::right, std::ios::adjustfield);
   if (upper) out.setf(std::ios::uppercase);
-  for (std::uint64_t i = 0; i < length; ++i) {
-    if (i + 1 == length) separator = "";
+  if (length > 0) {
     out.fill('0');
-    out.width(width);
     out.setf(base, std::ios::basefield);
-    out << static_cast<unsigned int>(row[i]) << separator;
+    printImages(row, length, image, static_cast<std::size_t>(width), space, out);
+    out.width(out.good() ? 0 : width);
   }
   out.flags(out.flags() | saved);
-}
-
-void printBits(const unsigned char* row, std::uint64_t length, std::ostream& out,
-               const char* separator) {
-  for (std::uint64_t i = 0; i < length; ++i) {
-    if (i + 1 == length) separator = "";
-    for (int bit = 7; bit >= 0; --bit) out << static_cast<bool>((row[i] >> bit) & 1);
-    out << separator;
-  }
 }
 
 }  // namespace
 
 void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out) {
-  const char* separator = options.space ? " " : "";
+  const bool space = options.space;
   switch (options.format) {
     case kAscii:
       out.write(reinterpret_cast<const char*>(row), static_cast<std::streamsize>(length));
       break;
     case kHexadecimal:
-      printNumbers(row, length, out, std::ios::hex, 2, true, separator);
+      printNumbers(row, length, out, std::ios::hex, images().hex, 2, true, space);
       break;
     case kDecimal:
-      printNumbers(row, length, out, std::ios::dec, 3, false, separator);
+      printNumbers(row, length, out, std::ios::dec, images().dec, 3, false, space);
       break;
     case kOctal:
-      printNumbers(row, length, out, std::ios::oct, 3, false, separator);
+      printNumbers(row, length, out, std::ios::oct, images().oct, 3, false, space);
       break;
     case kBinary:
-      printBits(row, length, out, separator);
+      printImages(row, length, images().bin, 8, space, out);
+      if (length > 0 && out.good()) out.width(0);  // as inserting the bits one by one would
       break;
     default:
       break;
