@@ -30,7 +30,7 @@ echo "==> building: cmake --build $build -j $jobs --target ${targets[*]/%/_fuzze
 cmake --build "$build" -j "$jobs" --target "${targets[@]/%/_fuzzer}"
 
 # The value of a "stat::NAME: value" line of libFuzzer's final stats.
-stat() { sed -n "s/^stat::$1: *//p" "$2" | tail -n 1; }
+final_stat() { sed -n "s/^stat::$1: *//p" "$2" | tail -n 1; }
 
 failed=()
 for target in "${targets[@]}"; do
@@ -48,8 +48,8 @@ for target in "${targets[@]}"; do
     -dict="tests/fuzz/$target.dict" -artifact_prefix="$work/artifacts/" \
     "$work/corpus" >"$log" 2>&1 || status=$?
 
-  runs=$(stat number_of_executed_units "$log")
-  speed=$(stat average_exec_per_sec "$log")
+  runs=$(final_stat number_of_executed_units "$log")
+  speed=$(final_stat average_exec_per_sec "$log")
   cov=$(sed -n 's/.*\(DONE\|pulse\|NEW\|REDUCE\|INITED\) *cov: \([0-9]*\).*/\2/p' "$log" | tail -n 1)
   echo "$target: ${speed:-?} executions per second, ${runs:-?} executions," \
     "cov: ${cov:-?}, corpus: $(ls "$work/corpus" | wc -l) files"
