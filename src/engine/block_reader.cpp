@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 
@@ -43,6 +47,77 @@ void Ovrell::readBlock(const FileList& files, std::uint64_t start, ArrayBuff blo
     readRow(files[i], start, row, block.rowSize);
     if (options.inverseByteOrder) invertBits(reinterpret_cast<Word*>(row), pitch / 8);
     if (options.chunkSize != 1) reorderBytes(row, block.rowSize, options.chunkSize);
+  }
+}
+
+namespace {
+
+// The files of one block, open for reading; closed when it goes.
+class OpenFiles {
+ public:
+  // Opens every file; false when one cannot be opened (then none stays open).
+  bool open(const FileList& files) {
+    for (const auto& file : files) {
+      const int fd = ::open(file.c_str(), O_RDONLY);
+      if (fd < 0) return false;
+      fds_.push_back(fd);
+    }
+    return true;
+  }
+  ~OpenFiles() {
+    for (int fd : fds_) ::close(fd);
+  }
+  // Reads exactly `size` bytes of file i at `offset`, or returns false.
+  bool read(std::size_t i, unsigned char* to, std::uint64_t size, std::uint64_t offset) const {
+    while (size > 0) {
+      const ssize_t got = ::pread(fds_[i], to, size, static_cast<off_t>(offset));
+      if (got <= 0) return false;
+      to += got, size -= static_cast<std::uint64_t>(got), offset += static_cast<std::uint64_t>(got);
+    }
+    return true;
+  }
+
+ private:
+  std::vector<int> fds_;
+};
+
+// Files kept open at once during a block; with more, blocks are read whole.
+constexpr std::size_t kMostOpenFiles = 128;
+// Bytes of all rows together in one tile: the tile and its mask stay in the
+// second-level cache.
+constexpr std::uint64_t kTileBytes = 512 * 1024;
+
+}  // namespace
+
+void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+                              bool keepBlock, const TileDone& tileDone) {
+  const std::uint64_t pitch = pitchOf(block.rowSize), words = pitch / 8;
+  const std::uint64_t chunk = options.chunkSize;
+  std::vector<Word*> fileRows(files.size());
+  auto readWhole = [&] {
+    readBlock(files, start, block);
+    for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i);
+    tileDone(0, words, fileRows);
+  };
+  OpenFiles open;
+  if (files.size() > kMostOpenFiles || (chunk != 1 && block.rowSize % chunk != 0) ||
+      !open.open(files))
+    return readWhole();
+  const std::uint64_t tileWords = std::max<std::uint64_t>(kTileBytes / 8 / files.size(), 512);
+  std::vector<Word> tile(keepBlock ? 0 : tileWords * files.size());
+  for (std::uint64_t first = 0; first < words; first += tileWords) {
+    const std::uint64_t end = std::min(words, first + tileWords);
+    // Bytes [from, to) of every row; the last tile ends at rowSize, and its
+    // bit inversion runs on to the end of the padded row.
+    const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
+    for (std::size_t i = 0; i < files.size(); ++i) {
+      fileRows[i] = keepBlock ? rowWords(block, i) + first : tile.data() + i * tileWords;
+      unsigned char* bytes = reinterpret_cast<unsigned char*>(fileRows[i]);
+      if (!open.read(i, bytes, to - from, start + from)) return readWhole();
+      if (options.inverseByteOrder) invertBits(fileRows[i], end - first);
+      if (chunk != 1) reorderBytes(bytes, to - from, chunk);
+    }
+    tileDone(first, end, fileRows);
   }
 }
 

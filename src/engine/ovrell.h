@@ -15,6 +15,7 @@
 #include <boost/filesystem/path.hpp>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <vector>
 
@@ -50,6 +51,20 @@ class Ovrell {
   // inverts bits (-b) and reorders chunks (-e). Ends the process with
   // "Error reading file ..." when a file cannot be opened or is too short.
   void readBlock(const FileList& files, std::uint64_t start, ArrayBuff block);
+  // Reads the same bytes as readBlock, a tile of whole words at a time, with
+  // the files open during the block. `tileDone(first, end, fileRows)` runs as
+  // soon as words [first, end) of every file are in (bits inverted, chunks
+  // reordered), while they are still in cache; fileRows[i] points at file
+  // i's word `first`. The tiles cover the rows' words in order. With
+  // `keepBlock` the words land in the block's rows; without, in a small tile
+  // buffer that is reused, and the block's storage is not touched. When a
+  // tile cannot be read, or there are too many files to keep open, the block
+  // is read whole by readBlock, whose message names the first file in list
+  // order that cannot be read, and tileDone runs once for all words.
+  using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
+                                      const std::vector<Word*>& fileRows)>;
+  void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
+                        const TileDone& tileDone);
   // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
   // and changes nothing when size is not a multiple of chunk.
   void reorderBytes(unsigned char* buffer, std::uint64_t size, std::uint64_t chunk);
@@ -67,6 +82,11 @@ class Ovrell {
   // Clears in the mask every bit that is equal in all listed rows (all bits
   // when fewer than two rows are listed).
   void exclude(ArrayBuff& block, std::vector<unsigned long long*>& rowPointers, VectorBuff& mask);
+  // commonalities and exclude of `count` mask words from `rows`: rows[k]
+  // points at the first of the words of the k-th row of rowPointers' order.
+  void commonalitiesOfWords(const std::vector<unsigned int>& groupSizes,
+                            const std::vector<const Word*>& rows, Word* mask, std::uint64_t count);
+  void excludeOfWords(const std::vector<const Word*>& rows, Word* mask, std::uint64_t count);
   // One block of the commonalities-only pass: read it, then compute and
   // write the mask of every named attribute.
   void doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start, const FileList& files,

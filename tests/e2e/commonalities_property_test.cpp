@@ -11,7 +11,7 @@ TEST(CommonalitiesProperty, OutputMatchesABitByBitModel) {
   std::mt19937 random(20240611);
   const std::string values[] = {"xxyyz", "ppp q", "  k  "};  // G, H, K of f0 .. f4; ' ' is ''
   const char project[] = "file G H K\nf0 x p ''\nf1 x p ''\nf2 y p k\nf3 y '' ''\nf4 z q ''\n";
-  for (std::size_t size : {3000, 3001}) {
+  for (std::size_t size : {3000, 3001, 250003}) {
     std::string base(size, '\0'), files;
     for (char& c : base) c = static_cast<char>(random());
     std::vector<std::string> data(5, base);
@@ -20,7 +20,13 @@ TEST(CommonalitiesProperty, OutputMatchesABitByBitModel) {
       files += " f" + std::to_string(f) + "=" + printed(data[f], 1, false);
     }
     // Five files: 80 bytes of fixed cost and 6 per block byte; blocks of 8, 16, 24, 104, 160, S.
-    for (std::uint32_t limit : {128, 158, 224, 680, 1000, 100000000, 128, 680, 158, 224, 128}) {
+    // The large files are one block of several tiles, read for one attribute or for three.
+    const std::vector<std::uint32_t> limits =
+        size > 3001 ? std::vector<std::uint32_t>{100000000, 100000000, 100000000}
+                    : std::vector<std::uint32_t>{128, 158, 224, 680, 1000, 100000000,
+                                                 128, 680, 158, 224, 128};
+    for (std::uint32_t limit : limits) {
+      const std::size_t attributes = size > 3001 && random() % 2 ? 1 : 3;
       const int format = static_cast<int>(random() % 5);
       const bool space = random() % 2, exclude = random() % 2, invert = random() % 2;
       const std::size_t chunk = std::size_t{1} << random() % 4, used = size % chunk ? 1 : chunk;
@@ -42,10 +48,12 @@ TEST(CommonalitiesProperty, OutputMatchesABitByBitModel) {
       const std::size_t block = (std::min<std::size_t>((limit - 80) / 6, size) + 7) / 8 * 8;
       std::string expected;
       for (std::size_t start = 0; start < size; start += block)
-        for (const auto& m : masks) expected += printed(m.substr(start, block), format, space);
+        for (std::size_t a = 0; a < attributes; ++a)
+          expected += printed(masks[a].substr(start, block), format, space);
       char args[64], warning[128];
-      std::snprintf(args, sizeof args, "-m|%u|-f|%d|-e|%zu%s%s%s|G|H|K", limit, format, chunk,
-                    space ? "" : "|-n", exclude ? "|-x" : "", invert ? "|-b" : "");
+      std::snprintf(args, sizeof args, "-m|%u|-f|%d|-e|%zu%s%s%s|G%s", limit, format, chunk,
+                    space ? "" : "|-n", exclude ? "|-x" : "", invert ? "|-b" : "",
+                    attributes == 3 ? "|H|K" : "");
       std::snprintf(warning, sizeof warning, "Warning - file length is not multiple of %zu. %s",
                     chunk, "Ignoring -e command line argument.\n");
       expectCase({project, args, used == chunk ? "" : warning, 0, expected, files});

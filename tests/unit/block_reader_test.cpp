@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 
 #include <boost/filesystem.hpp>
+#include <cstring>
 #include <fstream>
+#include <random>
 
 #include "driver/process_exit.h"
 #include "engine/ovrell.h"
@@ -50,4 +52,61 @@ TEST(BlockReader, ReordersReadsAtSixtyFourBitOffsetsInvertsBitsAndEndsTheRunOnAS
   std::cerr.rdbuf(savedErr), setExitHandler(nullptr);
   boost::filesystem::remove(a), boost::filesystem::remove(b);
   if (refused) GTEST_SKIP() << "the file system refuses a sparse file of 5 GiB";
+}
+
+// Tiles against the whole-block read: the same bytes for every file, tiles that cover the words
+// in order, the block's storage untouched without keepBlock; with too many files to keep open,
+// and with a missing file, the whole-block read and its message.
+TEST(BlockReader, TilesCarryTheSameBytesAsTheWholeBlock) {
+  Options options;
+  Ovrell engine(options);
+  std::mt19937_64 random(11);
+  const std::string dir = ::testing::TempDir() + boost::filesystem::unique_path().string();
+  boost::filesystem::create_directories(dir);
+  FileList all;
+  for (int f = 0; f < 140; ++f) {
+    std::string bytes(60000, '\0');
+    for (char& c : bytes) c = static_cast<char>(random());
+    all.push_back(dir + "/f" + std::to_string(f));
+    std::ofstream(all.back().string(), std::ios::binary) << bytes;
+  }
+  for (int round = 0; round < 40; ++round) {
+    const std::size_t n = round % 10 == 0 ? 140 : 2 + random() % 100;
+    const FileList files(all.begin(), all.begin() + n);
+    options.inverseByteOrder = random() % 2;
+    options.chunkSize = 1u << random() % 4;
+    std::uint64_t size = 1 + random() % 50000;
+    size -= size % options.chunkSize;
+    const std::uint64_t start = (random() % 1000) * 8, words = pitchOf(size) / 8;
+    const bool keepBlock = random() % 2;
+    std::vector<unsigned char> whole(pitchOf(size) * n), tiled(whole.size(), 0xAB), seen(whole);
+    engine.readBlock(files, start, {whole.data(), size, n});
+    std::uint64_t next = 0;
+    engine.readBlockInTiles(
+        files, start, {tiled.data(), size, n}, keepBlock,
+        [&](std::uint64_t first, std::uint64_t end, const std::vector<Word*>& fileRows) {
+          EXPECT_EQ(first, next);
+          next = end;
+          for (std::size_t i = 0; i < n; ++i)
+            std::memcpy(&seen[i * pitchOf(size) + first * 8], fileRows[i], (end - first) * 8);
+        });
+    EXPECT_EQ(next, words);
+    for (std::size_t i = 0; i < n; ++i) {
+      const std::uint64_t row = i * pitchOf(size);
+      ASSERT_TRUE(std::equal(&whole[row], &whole[row] + size, &seen[row])) << round << " " << i;
+    }
+    const bool untouched = std::all_of(tiled.begin(), tiled.end(), [](int c) { return c == 0xAB; });
+    EXPECT_EQ(untouched, !keepBlock && n <= 128) << round;
+  }
+  std::ostringstream err;
+  std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
+  setExitHandler([](int status) { throw status; });
+  std::vector<unsigned char> rows(3 * 16);
+  const FileList missing{all[0], dir + "/none", all[1]};
+  EXPECT_THROW(engine.readBlockInTiles(missing, 0, {rows.data(), 16, 3}, false,
+                                       [](auto, auto, const auto&) {}),
+               int);
+  EXPECT_EQ(err.str(), "Error reading file '\"" + dir + "/none\"'.\n");
+  std::cerr.rdbuf(savedErr), setExitHandler(nullptr);
+  boost::filesystem::remove_all(dir);
 }
