@@ -1,0 +1,330 @@
+#!/usr/bin/env bash
+# The whole-process benchmark of ovrell: times the built tool on synthetic
+# capture sets against reference commands that do comparable work (cat,
+# xxd), and measures its peak resident memory.
+#
+#   bench/run.sh [--runs N] [--only S1,S5,...] [--micro]
+#
+#   --runs N     timed rounds per scenario (default 5), after one warm-up round
+#   --only LIST  run only these scenarios (S1 S2 S3 S4 S5 S6 S1m S5m)
+#   --micro      afterwards run the micro-benchmarks of the engine's kernels
+#
+# Run it as root on Debian 12: it installs the missing packages with apt,
+# configures and builds build-bench/ (Release, with the benchmarks, without
+# the tests), writes the data sets into build-bench/data once (delete that
+# directory to have them written again), and runs each scenario in one loop:
+# a warm-up round, then N rounds, each running ovrell and the scenario's
+# references once. It prints a Markdown table of the medians (also kept in
+# build-bench/results.md) and the machine. The exit status is 0 even when a
+# target is missed; it is 1 when a run fails, when a round's output differs
+# from the first round's, or when two runs that must agree do not (linear and
+# quadratic, or a run and its -m 16MB twin).
+set -euo pipefail
+export LC_ALL=C
+
+usage() {
+  sed -n '5,10p' "${BASH_SOURCE[0]}" | sed 's/^# \{0,1\}//' >&2
+  exit 2
+}
+
+runs=5
+only=(S1 S2 S3 S4 S5 S6 S1m S5m)
+micro=0
+while [[ $# -gt 0 ]]; do
+  case "$1" in
+    --runs)
+      [[ $# -ge 2 && $2 =~ ^[1-9][0-9]*$ ]] || usage
+      runs=$2
+      shift 2
+      ;;
+    --only)
+      [[ $# -ge 2 ]] || usage
+      IFS=, read -r -a only <<<"$2"
+      for id in "${only[@]}"; do
+        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S1m|S5m)$ ]] || usage
+      done
+      shift 2
+      ;;
+    --micro)
+      micro=1
+      shift
+      ;;
+    *) usage ;;
+  esac
+done
+command_line="bench/run.sh"
+[[ $runs != 5 ]] && command_line+=" --runs $runs"
+[[ ${#only[@]} -ne 8 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
+[[ $micro -eq 1 ]] && command_line+=" --micro"
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+repo=$(pwd)
+build=$repo/build-bench
+data=$build/data
+work=$build/work
+log() { echo "==> $*" >&2; }
+
+# --- Packages, build ---------------------------------------------------------
+
+packages=(build-essential cmake libboost-program-options-dev libboost-filesystem-dev
+  libsparsehash-dev libgtest-dev libbenchmark-dev xxd time)
+missing=()
+for package in "${packages[@]}"; do
+  dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
+done
+if [[ ${#missing[@]} -gt 0 ]]; then
+  log "installing: ${missing[*]}"
+  if [[ $(id -u) -ne 0 ]]; then
+    echo "error: installing packages needs root; run this script as root" >&2
+    exit 1
+  fi
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update
+  apt-get install -y --no-install-recommends "${missing[@]}"
+fi
+
+log "building build-bench (Release, benchmarks on, tests off)"
+cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DOVRELL_BUILD_BENCHMARKS=ON \
+  -DOVRELL_BUILD_TESTS=OFF >/dev/null
+cmake --build "$build" -j "$(nproc 2>/dev/null || echo 1)" >/dev/null
+ovrell=$build/ovrell
+
+# --- Data sets -----------------------------------------------------------------
+
+# name files groups size seed
+declare -A sets=(
+  [big]="2 1 256M 1"
+  [many]="64 8 8M 2"
+  [two]="2 2 16M 3"
+  [groups]="32 32 1M 4"
+)
+
+bytes_of() {
+  local n=${1%[KMG]}
+  case "$1" in
+    *K) echo $((n << 10)) ;;
+    *M) echo $((n << 20)) ;;
+    *G) echo $((n << 30)) ;;
+    *) echo "$n" ;;
+  esac
+}
+
+# Writes the set unless its project file and every data file of the right
+# size are there.
+ensure_set() {
+  local name=$1 files groups size seed i
+  read -r files groups size seed <<<"${sets[$name]}"
+  local complete=1 bytes
+  bytes=$(bytes_of "$size")
+  [[ -f $data/$name.txt ]] || complete=0
+  for ((i = 0; complete && i < files; i++)); do
+    [[ $(stat -c %s "$data/${name}_$i.bin" 2>/dev/null) == "$bytes" ]] || complete=0
+  done
+  if [[ $complete -eq 0 ]]; then
+    log "writing data set '$name': $files files of $size in $groups groups (seed $seed)"
+    mkdir -p "$data"
+    "$build/bench/ovrell_bench_data" "$data" "$name" "$files" "$groups" "$size" "$seed"
+  fi
+}
+
+set_files() { # the data files of a set, in file order
+  local files i
+  read -r files _ <<<"${sets[$1]}"
+  for ((i = 0; i < files; i++)); do echo "$data/${1}_$i.bin"; done
+}
+
+# --- Scenarios -------------------------------------------------------------------
+
+# Sets: what, dataset, args (ovrell), ref (reference command), ref_ovrell (1 when
+# the reference is ovrell too), target, limit (bytes), count_args (a run that
+# prints the mask as 0/1 digits, for ns per masked bit; empty: not reported),
+# dis_files (result files compared across rounds), twin (scenario whose
+# outputs must be the same).
+scenario() {
+  local id=$1
+  limit=100000000 ref_ovrell=0 count_args=() twin=""
+  dis_files=()
+  local m=()
+  [[ $id == *m ]] && m=(-m 16MB) limit=16777216
+  case "$id" in
+    S1 | S1m)
+      what="read and mask: 2 files of 256 MiB, one group, -f 0${m:+ -m 16MB}; reference cat of both"
+      dataset=big args=(-p "$data/big.txt" -f 0 "${m[@]}" G)
+      mapfile -t ref < <(set_files big)
+      ref=(cat "${ref[@]}") target=2
+      [[ $id == S1m ]] && twin=S1
+      ;;
+    S2)
+      what="hex text: 2 files of 256 MiB, -f 1; reference xxd -p of one"
+      dataset=big args=(-p "$data/big.txt" -f 1 G) ref=(xxd -p "$data/big_0.bin") target=0.12
+      ;;
+    S3)
+      what="binary text: 2 files of 256 MiB, -f 4; reference xxd -b of one"
+      dataset=big args=(-p "$data/big.txt" -f 4 G) ref=(xxd -b "$data/big_0.bin") target=0.12
+      ;;
+    S4)
+      what="many files: 64 files of 8 MiB in 8 groups, -f 1; reference cat of all"
+      dataset=many args=(-p "$data/many.txt" -f 1 G)
+      mapfile -t ref < <(set_files many)
+      ref=(cat "${ref[@]}") target=3
+      ;;
+    S5 | S5m)
+      what="dissimilarities: 2 files of 16 MiB in 2 groups, -d${m:+ -m 16MB}; reference xxd -b of one"
+      dataset=two args=(-p "$data/two.txt" -d "$work/dis" "${m[@]}" G)
+      ref=(xxd -b "$data/two_0.bin") target=1 dis_files=("$work/dis")
+      count_args=(-p "$data/two.txt" -d "$work/dis-count" "${m[@]}" -f 4 -n G)
+      [[ $id == S5m ]] && twin=S5
+      ;;
+    S6)
+      what="many groups: 32 files of 1 MiB in 32 groups, -d; linear against quadratic (-q)"
+      dataset=groups args=(-p "$data/groups.txt" -d "$work/dis" G)
+      ref=("$ovrell" -p "$data/groups.txt" -q -d "$work/dis-q" G) ref_ovrell=1 target=0.5
+      dis_files=("$work/dis" "$work/dis-q")
+      count_args=(-p "$data/groups.txt" -d "$work/dis-count" -f 4 -n G)
+      ;;
+  esac
+  return 0
+}
+
+# timed NAME COMMAND...: runs the command in $work, standard output to
+# /dev/null, under /usr/bin/time; sets elapsed (s) and rss (KiB). Returns
+# the command's status, and prints its standard error when it fails.
+timed() {
+  local name=$1 status=0 start end
+  shift
+  start=$EPOCHREALTIME
+  (cd "$work" && /usr/bin/time -f %M -o "$work/$name.rss" "$@" >/dev/null 2>"$work/$name.err") ||
+    status=$?
+  end=$EPOCHREALTIME
+  elapsed=$(awk -v s="$start" -v e="$end" 'BEGIN { printf "%.6f", e - s }')
+  rss=$(tail -n 1 "$work/$name.rss")
+  if [[ $status -ne 0 ]]; then
+    echo "error: exit status $status: $*" >&2
+    cat "$work/$name.err" >&2
+  fi
+  return "$status"
+}
+
+median() { # of the arguments
+  printf '%s\n' "$@" | sort -g | awk '{ v[NR] = $1 } END {
+    if (NR % 2) printf "%.4f", v[(NR + 1) / 2]; else printf "%.4f", (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
+}
+
+failed=0
+rows=()
+notes=()
+declare -A checksums=()
+
+# Runs one scenario and appends its row to `rows`.
+run_scenario() {
+  local id=$1 round first="" sums ovrell_times=() ref_times=() peak=0
+  scenario "$id"
+  ensure_set "$dataset"
+  for ((round = 0; round <= runs; round++)); do
+    local label="round $round/$runs"
+    [[ $round -eq 0 ]] && label="warm-up"
+    rm -f "${dis_files[@]}"
+    if ! timed ovrell "$ovrell" "${args[@]}"; then
+      rows+=("| $id | $what | run failed | | | | | | | | |")
+      failed=1
+      return
+    fi
+    local ovrell_time=$elapsed ovrell_rss=$rss
+    ((rss > peak)) && peak=$rss
+    if ! timed reference "${ref[@]}"; then
+      rows+=("| $id | $what | | reference failed | | | | | | | |")
+      failed=1
+      return
+    fi
+    ((ref_ovrell && rss > peak)) && peak=$rss
+    log "$id $label: ovrell $ovrell_time s, reference $elapsed s, peak RSS $((ovrell_rss / 1024)) MiB"
+    if [[ $round -gt 0 ]]; then
+      ovrell_times+=("$ovrell_time")
+      ref_times+=("$elapsed")
+    fi
+
+    # The output: the result files of the timed runs, and standard output
+    # from one more run (the timed one writes it to /dev/null).
+    sums=""
+    local file
+    for file in "${dis_files[@]}"; do sums+="$(basename "$file"):$(cksum <"$file") "; done
+    sums+="stdout:$( (cd "$work" && "$ovrell" "${args[@]}" 2>/dev/null) | cksum)" || {
+      rows+=("| $id | $what | run failed | | | | | | | | |")
+      failed=1
+      return
+    }
+    if [[ $round -eq 0 ]]; then
+      first=$sums
+    elif [[ $sums != "$first" ]]; then
+      notes+=("$id: the output of $label differs from the warm-up round's ($sums; $first)")
+      failed=1
+    fi
+  done
+  checksums[$id]=$first
+
+  local ovrell_median ref_median ratio ok memory_ok nsbit="" bits
+  ovrell_median=$(median "${ovrell_times[@]}")
+  ref_median=$(median "${ref_times[@]}")
+  ratio=$(awk -v a="$ovrell_median" -v b="$ref_median" 'BEGIN { printf "%.3f", (b > 0 ? a / b : 0) }')
+  ok=$(awk -v r="$ratio" -v t="$target" 'BEGIN { print (r <= t ? "ok" : "FAIL") }')
+  local peak_mib allowed_mib
+  peak_mib=$(awk -v k="$peak" 'BEGIN { printf "%.1f", k / 1024 }')
+  allowed_mib=$(awk -v l="$limit" 'BEGIN { printf "%.1f", l / 1048576 + 16 }')
+  memory_ok=$(awk -v k="$peak" -v l="$limit" 'BEGIN { print (k * 1024 <= l + 16777216 ? "ok" : "FAIL") }')
+  if [[ ${#count_args[@]} -gt 0 ]]; then
+    bits=$( (cd "$work" && "$ovrell" "${count_args[@]}" 2>/dev/null) | tr -cd 1 | wc -c)
+    nsbit=$(awk -v t="$ovrell_median" -v b="$bits" 'BEGIN { printf "%.3f", t * 1e9 / b }')
+    if [[ $ref_ovrell -eq 1 ]]; then
+      nsbit+=" / $(awk -v t="$ref_median" -v b="$bits" 'BEGIN { printf "%.3f", t * 1e9 / b }')"
+    fi
+    nsbit+=" ($bits bits)"
+  fi
+  rows+=("| $id | $what | $ovrell_median | $ref_median | $ratio | <= $target | $ok | $peak_mib | $allowed_mib | $memory_ok | $nsbit |")
+
+  # Two routes that must agree.
+  if [[ $id == S6 && $(cksum <"$work/dis") != "$(cksum <"$work/dis-q")" ]]; then
+    notes+=("S6: the linear and the quadratic algorithm wrote different dissimilarities")
+    failed=1
+  fi
+  if [[ -n $twin && -n ${checksums[$twin]:-} ]]; then
+    local mine=${checksums[$id]} theirs=${checksums[$twin]}
+    [[ $id == S5m ]] && mine=${mine%% stdout:*} theirs=${theirs%% stdout:*}
+    if [[ $mine != "$theirs" ]]; then
+      notes+=("$id: the output differs from $twin's ($mine; $theirs)")
+      failed=1
+    fi
+  fi
+}
+
+mkdir -p "$work"
+for id in "${only[@]}"; do
+  run_scenario "$id"
+done
+
+# --- Report ----------------------------------------------------------------------
+
+cpu=$(awk -F': *' '/^model name/ { print $2; exit }' /proc/cpuinfo)
+memory=$(awk '/^MemTotal/ { printf "%.1f GiB", $2 / 1048576 }' /proc/meminfo)
+compiler=$(awk -F= '/^CMAKE_CXX_COMPILER:/ { print $2 }' "$build/CMakeCache.txt")
+compiler=$("$compiler" --version | head -n 1)
+{
+  echo "| scenario | what | ovrell median (s) | reference median (s) | ratio | target | time |" \
+    "peak RSS (MiB) | limit + 16 MiB | memory | ns per masked bit |"
+  echo "|---|---|---|---|---|---|---|---|---|---|---|"
+  printf '%s\n' "${rows[@]}"
+  echo
+  for note in "${notes[@]}"; do echo "- $note"; done
+  [[ ${#notes[@]} -gt 0 ]] && echo
+  echo "Medians of $runs rounds after a warm-up round. S6: linear is 'ovrell', quadratic the" \
+    "reference; ns per masked bit is linear / quadratic there."
+  echo
+  echo "Machine: $cpu, $(nproc) cores, $memory, Linux $(uname -r), $compiler."
+  echo "Command: $command_line"
+} | tee "$build/results.md"
+
+if [[ $micro -eq 1 ]]; then
+  log "micro-benchmarks: $build/bench/ovrell_micro (also in $build/micro.json)"
+  (cd "$work" && "$build/bench/ovrell_micro" --benchmark_out="$build/micro.json" \
+    --benchmark_out_format=json) || failed=1
+fi
+exit "$failed"
