@@ -102,5 +102,5 @@ void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream&
     default:
       break;
   }
-  std::memset(row, '0', length);
+  if (length > 0) std::memset(row, '0', length);  // an empty row may have no storage
 }
