@@ -58,7 +58,7 @@ void slowPrintBitRow(unsigned format, bool space, unsigned char* row, std::uint6
     for (int bit = 7; bit >= 0; --bit) out << static_cast<bool>((row[i] >> bit) & 1);
     out << (i + 1 == length ? "" : separator);
   }
-  std::memset(row, '0', length);
+  if (length > 0) std::memset(row, '0', length);
 }
 
 }  // namespace
