@@ -68,20 +68,7 @@ log() { echo "==> $*" >&2; }
 
 packages=(build-essential cmake libboost-program-options-dev libboost-filesystem-dev
   libsparsehash-dev libgtest-dev libbenchmark-dev xxd time)
-missing=()
-for package in "${packages[@]}"; do
-  dpkg -s "$package" >/dev/null 2>&1 || missing+=("$package")
-done
-if [[ ${#missing[@]} -gt 0 ]]; then
-  log "installing: ${missing[*]}"
-  if [[ $(id -u) -ne 0 ]]; then
-    echo "error: installing packages needs root; run this script as root" >&2
-    exit 1
-  fi
-  export DEBIAN_FRONTEND=noninteractive
-  apt-get update
-  apt-get install -y --no-install-recommends "${missing[@]}"
-fi
+tools/install_packages.sh "${packages[@]}" >&2
 
 log "building build-bench (Release, benchmarks on, tests off)"
 cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DOVRELL_BUILD_BENCHMARKS=ON \

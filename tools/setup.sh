@@ -44,25 +44,7 @@ if [[ $mode == test ]]; then
   packages+=(clang libclang-rt-dev)
 fi
 
-missing=()
-for package in "${packages[@]}"; do
-  if ! dpkg -s "$package" >/dev/null 2>&1; then
-    missing+=("$package")
-  fi
-done
-
-if [[ ${#missing[@]} -eq 0 ]]; then
-  echo "==> all required packages are installed"
-else
-  echo "==> installing: ${missing[*]}"
-  if [[ $(id -u) -ne 0 ]]; then
-    echo "error: installing packages needs root; run this script as root" >&2
-    exit 1
-  fi
-  export DEBIAN_FRONTEND=noninteractive
-  apt-get update
-  apt-get install -y --no-install-recommends "${missing[@]}"
-fi
+tools/install_packages.sh "${packages[@]}"
 
 echo "==> configuring: cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo"
 cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo
