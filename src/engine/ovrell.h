@@ -127,10 +127,14 @@ class Ovrell {
 
   // --- Output (output/*.cpp) ---
   // Prints `length` bytes in the chosen format; then overwrites them with
-  // the character '0'. Leaves the stream's fill, flags and base changed.
-  // The stream must not have showbase or showpos set (no writer sets them).
-  void printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out);
-  // Appends one block's mask of attribute `position` to its output.
+  // the character '0' (unless `overwrite` is false: for callers that never
+  // look at the row again before computing it afresh). Leaves the stream's
+  // fill, flags and base changed. The stream must not have showbase or
+  // showpos set (no writer sets them).
+  void printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out,
+                   bool overwrite = true);
+  // Appends one block's mask of attribute `position` to its output; the mask
+  // is left as it was (the pass computes it afresh before printing again).
   void writeCommonalities(VectorBuff& mask, std::size_t position);
   // Prints attribute `position`'s masks from the partial results file in
   // file order (the short head piece first), then deletes that file. Leaves

@@ -80,7 +80,8 @@ void printNumbers(const unsigned char* row, std::uint64_t length, std::ostream& 
 
 }  // namespace
 
-void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out) {
+void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out,
+                         bool overwrite) {
   const bool space = options.space;
   switch (options.format) {
     case kAscii:
@@ -102,5 +103,5 @@ void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream&
     default:
       break;
   }
-  if (length > 0) std::memset(row, '0', length);  // an empty row may have no storage
+  if (overwrite && length > 0) std::memset(row, '0', length);  // an empty row may have no storage
 }
