@@ -15,6 +15,7 @@
 #define OVRELL_ENGINE_BUFFERS_H_
 
 #include <cstdint>
+#include <cstring>
 
 using Word = unsigned long long;
 
@@ -40,6 +41,13 @@ inline Word* rowWords(const ArrayBuff& block, std::uint64_t row) {
 }
 
 inline Word* maskWords(const VectorBuff& mask) { return reinterpret_cast<Word*>(mask.data); }
+
+// Whether the 8 bytes from `bytes` are all zero.
+inline bool zeroWord(const unsigned char* bytes) {
+  Word word;
+  std::memcpy(&word, bytes, sizeof word);
+  return word == 0;
+}
 
 // Storage of `bytes` bytes, zero-filled, or nullptr when it cannot be had.
 unsigned char* allocateStorage(std::uint64_t bytes);

@@ -17,9 +17,13 @@ std::uint64_t Ovrell::gatherColumns(ArrayBuff& rows, VectorBuff& columnMask,
 
   std::uint64_t columns = 0;
   for (std::uint64_t m = columnMask.size; m-- > 0;) {
-    const unsigned maskByte = columnMask.data[m];
-    for (unsigned bit = 0; bit < 8; ++bit) {
-      if (((maskByte >> bit) & 1U) == 0) continue;
+    if (m % 8 == 7 && zeroWord(columnMask.data + m - 7)) {  // most of a sparse mask
+      m -= 7;
+      continue;
+    }
+    // The set bits of the byte from bit 0 up.
+    for (unsigned maskByte = columnMask.data[m]; maskByte != 0; maskByte &= maskByte - 1) {
+      const unsigned bit = static_cast<unsigned>(__builtin_ctz(maskByte));
       const std::uint64_t byte = columns / 8;
       const unsigned char set = static_cast<unsigned char>(1U << (columns % 8));
       for (std::size_t g = 0; g < first.size(); ++g) {

@@ -35,9 +35,14 @@ void Ovrell::writeDissimilarities(VectorBuff& columnValues, std::uint64_t column
   const std::uint64_t base = start * 8;
   std::uint64_t entry = columns;
   for (std::uint64_t byte = mask.size; entry > 0 && byte-- > 0;) {
-    const unsigned maskByte = mask.data[byte];
-    for (unsigned bit = 0; entry > 0 && bit < 8; ++bit) {
-      if (((maskByte >> bit) & 1U) == 0) continue;
+    if (byte % 8 == 7 && zeroWord(mask.data + byte - 7)) {  // most of a sparse mask
+      byte -= 7;
+      continue;
+    }
+    // The set bits of the byte from bit 0 up.
+    for (unsigned maskByte = mask.data[byte]; entry > 0 && maskByte != 0;
+         maskByte &= maskByte - 1) {
+      const unsigned bit = static_cast<unsigned>(__builtin_ctz(maskByte));
       const std::uint64_t q = base + 8 * byte + (7 - bit);
       queue.push(q);
       const std::uint64_t value = columnValue(columnValues, --entry, valueWidth);
