@@ -99,9 +99,9 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
     for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i);
     tileDone(0, words, fileRows);
   };
-  OpenFiles open;
+  OpenFiles opened;
   if (files.size() > kMostOpenFiles || (chunk != 1 && block.rowSize % chunk != 0) ||
-      !open.open(files))
+      !opened.open(files))
     return readWhole();
   const std::uint64_t tileWords = std::max<std::uint64_t>(kTileBytes / 8 / files.size(), 512);
   std::vector<Word> tile(keepBlock ? 0 : tileWords * files.size());
@@ -113,7 +113,7 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
     for (std::size_t i = 0; i < files.size(); ++i) {
       fileRows[i] = keepBlock ? rowWords(block, i) + first : tile.data() + i * tileWords;
       unsigned char* bytes = reinterpret_cast<unsigned char*>(fileRows[i]);
-      if (!open.read(i, bytes, to - from, start + from)) return readWhole();
+      if (!opened.read(i, bytes, to - from, start + from)) return readWhole();
       if (options.inverseByteOrder) invertBits(fileRows[i], end - first);
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
