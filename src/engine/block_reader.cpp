@@ -55,7 +55,8 @@ namespace {
 // The files of one block, open for reading; closed when it goes.
 class OpenFiles {
  public:
-  // Opens every file; false when one cannot be opened (then none stays open).
+  // Opens every file; false when one cannot be opened (the others are closed
+  // with the object, as always).
   bool open(const FileList& files) {
     for (const auto& file : files) {
       const int fd = ::open(file.c_str(), O_RDONLY);
