@@ -28,7 +28,7 @@
 
 #include "engine/budget.h"
 #include "engine/ovrell.h"
-#include "output/position_queue.h"
+#include "engine/position_queue.h"
 #include "synthetic_data.h"
 
 namespace {

@@ -1,9 +1,12 @@
-#include "driver/project.h"
-
+// Project::run and Project::addAllFilesAttribute; contracts in
+// project/project.h.
 #include <cstdio>
 
+#include "base/output.h"
+#include "driver/result_paths.h"
 #include "engine/ovrell.h"
-#include "output/result_file_name.h"
+#include "engine/partial_results.h"
+#include "project/project.h"
 
 Project::Project(Options& options) : options(options) {}
 
@@ -14,14 +17,24 @@ void Project::run() {
   parseProjectFile();
   if (options.attributes.empty()) addAllFilesAttribute();
 
+  const std::vector<ResultPath> results = resultPathsOf(options);
+  refuseCollisions(options, files, results);
+  // One run at a time writes the partial results file of a directory; the
+  // lock comes before the old results go, so that a waiting run deletes
+  // nothing of the one it waits for.
+  if (!options.disFile.empty()) lockWorkingDirectory();
+
   // The writers only append, so old results go first; deliberately before
   // the attribute names are checked. With several attributes only the
   // commonalities files carry the "_i" names here: the dissimilarities
   // files of earlier runs under "_i" names are kept and appended to.
-  const std::size_t count = options.attributes.size();
-  for (std::size_t i = 0; !options.comFile.empty() && i < count; ++i)
-    std::remove(resultFileName(options.comFile, count, i).c_str());
-  if (!options.disFile.empty()) std::remove(options.disFile.c_str());
+  std::vector<std::string> written;
+  for (const ResultPath& result : results) {
+    if (result.deleted) std::remove(result.name.c_str());
+    if (result.written) written.push_back(result.name);
+  }
+  registerResultFiles(written, options.disFile.empty() ? "" : kPartialResultsFile);
+  installSignalCleanup();
 
   checkAttributes();
   engine.runAnalysis(files, attributeIndex);

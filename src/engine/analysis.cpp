@@ -1,14 +1,16 @@
-#include <iostream>
-
-#include "driver/process_exit.h"
+// Members of Ovrell; contracts in engine/ovrell.h.
+#include "base/fatal.h"
 #include "engine/budget.h"
 #include "engine/ovrell.h"
+#include "project/file_checks.h"
+
+std::uint64_t Ovrell::checkFiles(const FileList& files) { return checkFileSet(files); }
 
 void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) {
   const std::uint64_t fileSize = checkFiles(files);
   if (fileSize % options.chunkSize != 0) {
-    std::cerr << "Warning - file length is not multiple of " << options.chunkSize
-              << ". Ignoring -e command line argument.\n";
+    warn("Warning - file length is not multiple of ", options.chunkSize,
+         ". Ignoring -e command line argument.\n");
     options.chunkSize = 1;
   }
   unsigned valueWidth = 0;
@@ -27,19 +29,13 @@ void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) 
 std::uint64_t Ovrell::computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
                                        unsigned& valueWidth) {
   const bool dissimilarities = !options.disFile.empty();
-  if (dissimilarities && fileSize > kLargestFileSize) {
-    std::cerr << "Program is not able to parse files larger than 2^61 "
-              << "bytes." << std::endl;
-    exitProcess(1);
-  }
+  if (dissimilarities && fileSize > kLargestFileSize)
+    fatal("Program is not able to parse files larger than 2^61 ", "bytes.\n");
   valueWidth = valueWidthFor(dissimilarities, fileSize);
   const std::uint32_t raw = rawBlockSize(options.memLimit, static_cast<std::uint32_t>(fileCount),
                                          valueWidth, options.linear);
-  if (raw <= 7) {
-    std::cerr << "Too many files to process. Try to increase memory limit using"
-              << " '-m' option" << std::endl;
-    exitProcess(1);
-  }
+  if (raw <= 7)
+    fatal("Too many files to process. Try to increase memory limit using", " '-m' option\n");
   return blockSizeFor(raw, fileSize);
 }
 

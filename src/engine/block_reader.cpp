@@ -1,11 +1,11 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+// Members of Ovrell; contracts in engine/ovrell.h.
 #include <algorithm>
 #include <cstdio>
-#include <iostream>
 
-#include "driver/process_exit.h"
+#include "base/fatal.h"
 #include "engine/ovrell.h"
 
 namespace {
@@ -22,8 +22,7 @@ void invertBits(Word* words, std::uint64_t count) {
 }
 
 [[noreturn]] void readError(const boost::filesystem::path& file) {
-  std::cerr << "Error reading file '" << file << "'." << std::endl;
-  exitProcess(1);
+  fatal("Error reading file '", file, "'.\n");
 }
 
 // Reads `size` bytes of `file` at `offset` into `row`, or ends the process.
@@ -56,7 +55,7 @@ namespace {
 class OpenFiles {
  public:
   // Opens every file; false when one cannot be opened (the others are closed
-  // with the object, as always).
+  // with the object, as always; a descriptor limit makes this fail).
   bool open(const FileList& files) {
     for (const auto& file : files) {
       const int fd = ::open(file.c_str(), O_RDONLY);
@@ -92,7 +91,7 @@ constexpr std::uint64_t kTileBytes = 512 * 1024;
 
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                               bool keepBlock, const TileDone& tileDone) {
-  const std::uint64_t pitch = pitchOf(block.rowSize), words = pitch / 8;
+  const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
   auto readWhole = [&] {
@@ -100,10 +99,17 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
     for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i);
     tileDone(0, words, fileRows);
   };
-  OpenFiles opened;
   if (files.size() > kMostOpenFiles || (chunk != 1 && block.rowSize % chunk != 0) ||
-      !opened.open(files))
-    return readWhole();
+      !readTiles(files, start, block, keepBlock, tileDone, fileRows))
+    readWhole();  // with every file of the tiles closed again
+}
+
+bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+                       bool keepBlock, const TileDone& tileDone, std::vector<Word*>& fileRows) {
+  const std::uint64_t words = wordsOf(block.rowSize);
+  const std::uint64_t chunk = options.chunkSize;
+  OpenFiles opened;
+  if (!opened.open(files)) return false;
   const std::uint64_t tileWords = std::max<std::uint64_t>(kTileBytes / 8 / files.size(), 512);
   std::vector<Word> tile(keepBlock ? 0 : tileWords * files.size());
   for (std::uint64_t first = 0; first < words; first += tileWords) {
@@ -114,18 +120,19 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
     for (std::size_t i = 0; i < files.size(); ++i) {
       fileRows[i] = keepBlock ? rowWords(block, i) + first : tile.data() + i * tileWords;
       unsigned char* bytes = reinterpret_cast<unsigned char*>(fileRows[i]);
-      if (!opened.read(i, bytes, to - from, start + from)) return readWhole();
+      if (!opened.read(i, bytes, to - from, start + from)) return false;
       if (options.inverseByteOrder) invertBits(fileRows[i], end - first);
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
     tileDone(first, end, fileRows);
   }
+  return true;
 }
 
 void Ovrell::reorderBytes(unsigned char* buffer, std::uint64_t size, std::uint64_t chunk) {
   if (chunk == 0) return;  // the options only ever hold 1, 2, 4 or 8
   if (size % chunk != 0) {
-    std::cerr << "Wrong buffer size: bytes not reordered\n";
+    warn("Wrong buffer size: bytes not reordered\n");
     return;
   }
   if (chunk != 2 && chunk != 4 && chunk != 8) return;

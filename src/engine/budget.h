@@ -29,4 +29,26 @@ std::uint32_t rawBlockSize(std::uint32_t memLimit, std::uint32_t files, unsigned
 // of 8: the rowSize of every full block.
 std::uint64_t blockSizeFor(std::uint32_t rawBlock, std::uint64_t fileSize);
 
+// Calls `action(Value{})` with Value the unsigned integer of `valueWidth`
+// bytes (1, 2, 4 or 8) and returns true; any other width calls nothing and
+// returns false, for the caller to report.
+template <typename Action>
+bool withValueType(unsigned valueWidth, Action&& action) {
+  switch (valueWidth) {
+    case 1:
+      action(std::uint8_t{});
+      return true;
+    case 2:
+      action(std::uint16_t{});
+      return true;
+    case 4:
+      action(std::uint32_t{});
+      return true;
+    case 8:
+      action(std::uint64_t{});
+      return true;
+  }
+  return false;
+}
+
 #endif  // OVRELL_ENGINE_BUDGET_H_

@@ -1,10 +1,10 @@
 #include "engine/buffers.h"
 
+// The buffers' storage, and the Ovrell members that make buffers.
 #include <cstdlib>
-#include <iostream>
 #include <limits>
 
-#include "driver/process_exit.h"
+#include "base/fatal.h"
 #include "engine/ovrell.h"
 
 unsigned char* allocateStorage(std::uint64_t bytes) {
@@ -27,10 +27,8 @@ void freeBuffer(VectorBuff& buffer) {
 namespace {
 
 [[noreturn]] void outOfMemory(std::uint32_t memLimit) {
-  std::cerr << "Too little memory available - we need at least " << memLimit
-            << " bytes of dynamic memory. Try decreasing memory "
-            << "usage using option '-m'" << std::endl;
-  exitProcess(1);
+  fatal("Too little memory available - we need at least ", memLimit,
+        " bytes of dynamic memory. Try decreasing memory ", "usage using option '-m'\n");
 }
 
 }  // namespace

@@ -49,6 +49,23 @@ inline bool zeroWord(const unsigned char* bytes) {
   return word == 0;
 }
 
+// Calls visit(byte, bit) for every set bit of the first `size` bytes of
+// `mask`: bytes from the last to the first, inside a byte from bit 0 (value
+// 1) up. Whole zero words are skipped, so a sparse mask costs little. This is
+// the order of the columns of the dissimilarity algorithms: the first bit
+// visited is column 0.
+template <typename Visit>
+void forEachSetBitFromEnd(const unsigned char* mask, std::uint64_t size, Visit&& visit) {
+  for (std::uint64_t byte = size; byte-- > 0;) {
+    if (byte % 8 == 7 && zeroWord(mask + byte - 7)) {
+      byte -= 7;
+      continue;
+    }
+    for (unsigned bits = mask[byte]; bits != 0; bits &= bits - 1)
+      visit(byte, static_cast<unsigned>(__builtin_ctz(bits)));
+  }
+}
+
 // Storage of `bytes` bytes, zero-filled, or nullptr when it cannot be had.
 unsigned char* allocateStorage(std::uint64_t bytes);
 

@@ -2,12 +2,10 @@
 // of the files to their start; the masks go to the partial results file, the
 // masked bits through the dissimilarity kernel to the dissimilarities writer,
 // and at the attribute's end the final writer prints the masks in file order.
-#include <cstdio>
-
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"
+#include "engine/position_queue.h"
 #include "engine/single_list.h"
-#include "output/position_queue.h"
 
 void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeIndex,
                                std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
@@ -28,7 +26,7 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
   for (std::size_t position = 0; position < options.attributes.size(); ++position) {
     PositionQueue queue;
     std::uint64_t lastValue = 0;
-    std::remove(kStalePartialResultsFile);
+    removeStalePartialResults();
     const ValueGroups& valueIndex = *attributeIndex.find(options.attributes[position])->second;
     collectGroups(valueIndex, block, groupSizes, rowPointers);
     if (options.linear)

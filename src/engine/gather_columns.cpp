@@ -1,3 +1,4 @@
+// Members of Ovrell; contracts in engine/ovrell.h.
 #include "engine/ovrell.h"
 
 std::uint64_t Ovrell::gatherColumns(ArrayBuff& rows, VectorBuff& columnMask,
@@ -16,25 +17,17 @@ std::uint64_t Ovrell::gatherColumns(ArrayBuff& rows, VectorBuff& columnMask,
   const std::uint64_t pitch = pitchOf(rows.rowSize);
 
   std::uint64_t columns = 0;
-  for (std::uint64_t m = columnMask.size; m-- > 0;) {
-    if (m % 8 == 7 && zeroWord(columnMask.data + m - 7)) {  // most of a sparse mask
-      m -= 7;
-      continue;
+  forEachSetBitFromEnd(columnMask.data, columnMask.size, [&](std::uint64_t m, unsigned bit) {
+    const std::uint64_t byte = columns / 8;
+    const unsigned char set = static_cast<unsigned char>(1U << (columns % 8));
+    for (std::size_t g = 0; g < first.size(); ++g) {
+      unsigned char& out = rows.data[g * pitch + byte];
+      if ((first[g][m] >> bit) & 1U)
+        out |= set;
+      else
+        out &= static_cast<unsigned char>(~set);
     }
-    // The set bits of the byte from bit 0 up.
-    for (unsigned maskByte = columnMask.data[m]; maskByte != 0; maskByte &= maskByte - 1) {
-      const unsigned bit = static_cast<unsigned>(__builtin_ctz(maskByte));
-      const std::uint64_t byte = columns / 8;
-      const unsigned char set = static_cast<unsigned char>(1U << (columns % 8));
-      for (std::size_t g = 0; g < first.size(); ++g) {
-        unsigned char& out = rows.data[g * pitch + byte];
-        if ((first[g][m] >> bit) & 1U)
-          out |= set;
-        else
-          out &= static_cast<unsigned char>(~set);
-      }
-      ++columns;
-    }
-  }
+    ++columns;
+  });
   return columns;
 }

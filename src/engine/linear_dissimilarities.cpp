@@ -5,15 +5,14 @@
 // of its key and its successor's, so the longest agreement of any two groups
 // is the largest run.
 #include <algorithm>
-#include <iostream>
 
-#include "driver/process_exit.h"
+#include "base/fatal.h"
+#include "engine/budget.h"
 #include "engine/ovrell.h"
 
 void wrongValueWidth() {
-  std::cerr << "Something is wrong - calculated value for bits "
-            << "to addres bits in file is not correct." << std::endl;
-  exitProcess(1);
+  fatal("Something is wrong - calculated value for bits ", "to addres bits in file is not correct.",
+        "\n");
 }
 
 void brokenLinkage() {
@@ -127,16 +126,8 @@ void Ovrell::dissimDoColumn(single_list<NodeType>& zeros, single_list<NodeType>&
 
 void Ovrell::linearColumns(single_list<NodeType>& zeros, single_list<NodeType>& ones,
                            VectorBuff& columnValues, std::uint64_t columns, unsigned valueWidth) {
-  unsigned char* values = columnValues.data;
-  switch (valueWidth) {
-    case 1:
-      return columnLoop(*this, zeros, ones, values, columns);
-    case 2:
-      return columnLoop(*this, zeros, ones, reinterpret_cast<std::uint16_t*>(values), columns);
-    case 4:
-      return columnLoop(*this, zeros, ones, reinterpret_cast<std::uint32_t*>(values), columns);
-    case 8:
-      return columnLoop(*this, zeros, ones, reinterpret_cast<std::uint64_t*>(values), columns);
-  }
-  wrongValueWidth();
+  const bool known = withValueType(valueWidth, [&](auto zero) {
+    columnLoop(*this, zeros, ones, reinterpret_cast<decltype(zero)*>(columnValues.data), columns);
+  });
+  if (!known) wrongValueWidth();
 }

@@ -20,9 +20,9 @@
 #include <vector>
 
 #include "engine/buffers.h"
+#include "engine/position_queue.h"
 #include "engine/single_list.h"
 #include "options/options.h"
-#include "output/position_queue.h"
 #include "project/attribute_index.h"
 
 using FileList = std::vector<boost::filesystem::path>;
@@ -35,7 +35,7 @@ class Ovrell {
   // --- The run (analysis.cpp) ---
   void runAnalysis(const FileList& files, AttributeIndex& attributeIndex);
 
-  // --- Input file checks (project/file_checks.cpp) ---
+  // --- Input file checks (analysis.cpp; the checks are project/file_checks.h) ---
   // The common size of at least two existing files, always > 0. Ends the
   // process otherwise; all files empty ends it with status 0.
   std::uint64_t checkFiles(const FileList& files);
@@ -65,6 +65,10 @@ class Ovrell {
                                       const std::vector<Word*>& fileRows)>;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
                         const TileDone& tileDone);
+  // The tiles of readBlockInTiles with every file open; false, with the
+  // files closed again, when a file cannot be opened or read.
+  bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
+                 const TileDone& tileDone, std::vector<Word*>& fileRows);
   // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
   // and changes nothing when size is not a multiple of chunk.
   void reorderBytes(unsigned char* buffer, std::uint64_t size, std::uint64_t chunk);

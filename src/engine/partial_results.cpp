@@ -1,13 +1,47 @@
 #include "engine/partial_results.h"
 
-#include <fstream>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
+#include <boost/filesystem/operations.hpp>
+#include <cerrno>
+#include <cstdio>
+
+#include "base/fatal.h"
+#include "base/output.h"
 #include "engine/ovrell.h"
 
 void Ovrell::appendPartialResult(const unsigned char* data, std::uint64_t size,
                                  const char* fileName) {
-  // A file that cannot be opened loses the record without a message; the
-  // read-back then formats whatever its buffer holds.
-  std::ofstream out(fileName, std::ios::out | std::ios::binary | std::ios::app);
-  if (out) out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+  ResultFile out;
+  if (out.open(fileName, true))
+    out.stream().write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+}
+
+void readPartialResult(unsigned char* piece, std::uint64_t length, std::int32_t offset) {
+  const int fd = ::open(kPartialResultsFile, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+  if (fd < 0) return;
+  for (std::uint64_t done = 0, at = offset < 0 ? 0 : offset; done < length;) {
+    const ssize_t got = ::pread(fd, piece + done, length - done, static_cast<off_t>(at + done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    done += static_cast<std::uint64_t>(got);
+  }
+  ::close(fd);
+}
+
+void removeStalePartialResults() { std::remove(kStalePartialResultsFile); }
+
+void removePartialResults() { boost::filesystem::remove(kPartialResultsFile); }
+
+void lockWorkingDirectory() {
+  static int directory = -1;
+  if (directory >= 0) return;
+  directory = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory < 0 || ::flock(directory, LOCK_EX | LOCK_NB) == 0) return;
+  warn("ovrell: another run is using the partial results file of this directory; waiting for it "
+       "to end\n");
+  while (::flock(directory, LOCK_EX) != 0 && errno == EINTR) {
+  }
 }

@@ -1,18 +1,23 @@
-// The partial results file of the per-attribute pass.
+// The partial results file of the per-attribute pass, its whole life.
 //
 // While an attribute's blocks are processed from the end of the files to
 // their start, each block's commonality mask is appended to one file in the
-// working directory; at the attribute's end the final commonalities writer
-// reads the records back in file order and deletes the file. With file size
-// S, block size B and r = S mod B, the full block at file offset o is the
-// record at byte S - B - o, and the short head block (r bytes) the record at
-// byte S - r.
+// working directory (Ovrell::appendPartialResult); at the attribute's end the
+// final commonalities writer reads the records back in file order and then
+// removes the file. With file size S, block size B and r = S mod B, the full
+// block at file offset o is the record at byte S - B - o, and the short head
+// block (r bytes) the record at byte S - r.
+//
+// The file is never opened through a symbolic link: a link at its name is a
+// file that cannot be opened. It is created with mode 0600. A record that
+// cannot be appended, or read back, is lost without a message; a record
+// whose write fails ends the run (base/output.h).
 #ifndef OVRELL_ENGINE_PARTIAL_RESULTS_H_
 #define OVRELL_ENGINE_PARTIAL_RESULTS_H_
 
 #include <cstdint>
 
-// The name written to, read back and deleted at the attribute's end.
+// The name written to, read back and removed at the attribute's end.
 constexpr char kPartialResultsFile[] = "__partialResult1_tmp";
 // The name removed at an attribute's start: it differs by the case of one
 // letter, so on a case-sensitive file system an old partial results file is
@@ -25,5 +30,23 @@ constexpr char kStalePartialResultsFile[] = "__partialresult1_tmp";
 inline std::int32_t partialResultsOffset(std::uint64_t offset) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(offset));
 }
+
+// Reads up to `length` bytes at `offset` (from the start when it is
+// negative) into `piece`; what cannot be read keeps its old bytes.
+void readPartialResult(unsigned char* piece, std::uint64_t length, std::int32_t offset);
+
+// At an attribute's start: removes the stale name, ignoring any failure.
+void removeStalePartialResults();
+
+// At an attribute's end: a missing file is no error; any other failure
+// raises the path library's error.
+void removePartialResults();
+
+// Only one run at a time uses the partial results file of a working
+// directory: takes an exclusive lock on the directory itself (no file is
+// made for it), held until the process ends. When another run holds it,
+// says so once on standard error and waits. A directory that cannot be
+// opened is not locked.
+void lockWorkingDirectory();
 
 #endif  // OVRELL_ENGINE_PARTIAL_RESULTS_H_

@@ -3,7 +3,8 @@
 // than the columns, counted back from the newest, on which the pair agrees.
 #include <algorithm>
 
-#include "driver/process_exit.h"
+#include "base/fatal.h"
+#include "engine/budget.h"
 #include "engine/ovrell.h"
 
 namespace {
@@ -47,34 +48,18 @@ void columnLoop(const ArrayBuff& rows, Value* counter, Value* values, std::uint6
 }  // namespace
 
 void Ovrell::resetPairCounters(VectorBuff& pairs, unsigned valueWidth) {
-  switch (valueWidth) {
-    case 1:
-      return resetCounters<std::uint8_t>(pairs.data, pairs.size);
-    case 2:
-      return resetCounters<std::uint16_t>(pairs.data, pairs.size);
-    case 4:
-      return resetCounters<std::uint32_t>(pairs.data, pairs.size);
-    case 8:
-      return resetCounters<std::uint64_t>(pairs.data, pairs.size);
-  }
-  fatal("Error - wrong number of bytes caltulated.\n");
+  const bool known = withValueType(valueWidth, [&](auto zero) {
+    resetCounters<decltype(zero)>(pairs.data, pairs.size);
+  });
+  if (!known) fatal("Error - wrong number of bytes caltulated.\n");
 }
 
 void Ovrell::quadraticColumns(const ArrayBuff& rows, VectorBuff& pairs, VectorBuff& columnValues,
                               std::uint64_t columns, unsigned valueWidth) {
-  unsigned char* values = columnValues.data;
-  switch (valueWidth) {
-    case 1:
-      return columnLoop(rows, pairs.data, values, columns);
-    case 2:
-      return columnLoop(rows, reinterpret_cast<std::uint16_t*>(pairs.data),
-                        reinterpret_cast<std::uint16_t*>(values), columns);
-    case 4:
-      return columnLoop(rows, reinterpret_cast<std::uint32_t*>(pairs.data),
-                        reinterpret_cast<std::uint32_t*>(values), columns);
-    case 8:
-      return columnLoop(rows, reinterpret_cast<std::uint64_t*>(pairs.data),
-                        reinterpret_cast<std::uint64_t*>(values), columns);
-  }
-  wrongValueWidth();
+  const bool known = withValueType(valueWidth, [&](auto zero) {
+    using Value = decltype(zero);
+    columnLoop(rows, reinterpret_cast<Value*>(pairs.data),
+               reinterpret_cast<Value*>(columnValues.data), columns);
+  });
+  if (!known) wrongValueWidth();
 }

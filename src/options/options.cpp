@@ -6,7 +6,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "driver/process_exit.h"
+#include "base/fatal.h"
 #include "options/option_values.h"
 
 namespace po = boost::program_options;
@@ -33,10 +33,7 @@ po::typed_value<std::string>* text(std::string* target) {
 void checkResultPath(const std::string& name, const char* label, const char* problem) {
   if (name.empty()) return;
   const fs::path path(name);
-  if (fs::exists(path) && !fs::is_regular_file(path)) {
-    std::cerr << label << path << problem << std::endl;
-    exitProcess(1);
-  }
+  if (fs::exists(path) && !fs::is_regular_file(path)) fatal(label, path, problem, "\n");
 }
 
 }  // namespace
@@ -47,8 +44,10 @@ void validate(boost::any& value, const std::vector<std::string>& tokens, output_
   std::istringstream in(token);
   unsigned int number = 0;
   in >> std::noskipws >> number;
+  // The library's own text for a rejected value, without the token, as its
+  // validators of custom types raise it.
   if (in.fail() || in.get() != std::istringstream::traits_type::eof())
-    throw po::invalid_option_value(token);
+    throw po::validation_error(po::validation_error::invalid_option_value);
   value = boost::any(static_cast<output_opt>(number));
 }
 
@@ -121,9 +120,7 @@ po::variables_map parseOrExit(int argc, char** argv, const OptionTable& table,
         po::command_line_parser(arguments).options(table.parsed).positional(table.positional).run(),
         map);
   } catch (const po::error& error) {
-    std::cerr << error.what() << std::endl
-              << "try `" << program << " -h' for more information." << std::endl;
-    exitProcess(1);
+    fatal(error.what(), "\n", "try `", program, " -h' for more information.\n");
   }
   return map;
 }
@@ -157,14 +154,8 @@ void convertValues(const std::string& memLimitText, const std::string& chunkSize
 
 void checkProjectFile(const std::string& name) {
   const fs::path project(name);
-  if (!fs::exists(project)) {
-    std::cerr << "Project file " << project << " does not exist." << std::endl;
-    exitProcess(1);
-  }
-  if (!fs::is_regular_file(project)) {
-    std::cerr << "Project file " << project << " is not a regular file." << std::endl;
-    exitProcess(1);
-  }
+  if (!fs::exists(project)) fatal("Project file ", project, " does not exist.\n");
+  if (!fs::is_regular_file(project)) fatal("Project file ", project, " is not a regular file.\n");
 }
 
 }  // namespace
@@ -196,8 +187,7 @@ void Options::parseCommandLine(int argc, char** argv) {
   if (projectFile.empty())
     fatal("You must specify project file. Try " + program + " -h for more information.\n");
   if (attributes.empty())
-    std::cerr << "Warning - no attribute specified, outputting common bits "
-              << "for all files.\n";
+    warn("Warning - no attribute specified, outputting common bits ", "for all files.\n");
   checkProjectFile(projectFile);
   checkResultPath(comFile, "Commonalities file ", " does not exist or is not regular file.");
   checkResultPath(disFile, "Dissimilarities file ", " exists and is not regular file.");

@@ -1,6 +1,7 @@
-#include <fstream>
+// Members of Ovrell; contracts in engine/ovrell.h.
 #include <iostream>
 
+#include "base/output.h"
 #include "engine/ovrell.h"
 #include "output/result_file_name.h"
 
@@ -13,6 +14,6 @@ void Ovrell::writeCommonalities(VectorBuff& mask, std::size_t position) {
   }
   const std::string name = resultFileName(options.comFile, options.attributes.size(), position);
   // A file that cannot be opened swallows the piece without a message.
-  std::ofstream out(name, std::ios::out | std::ios::app | std::ios::binary);
-  printBitRow(mask.data, mask.size, out, false);
+  ResultFile file;
+  if (file.open(name)) printBitRow(mask.data, mask.size, file.stream(), false);
 }

@@ -1,43 +1,24 @@
-#include <boost/filesystem/operations.hpp>
-#include <cstdio>
-#include <fstream>
+// Members of Ovrell; contracts in engine/ovrell.h.
 #include <iostream>
 
+#include "base/output.h"
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"
 #include "output/result_file_name.h"
 
-namespace {
-
-// Reads `length` bytes at `offset` of the partial results file into `piece`.
-// Nothing is reported: a missing file or a short read leaves the piece with
-// what it held, which is then printed all the same.
-void readRecord(unsigned char* piece, std::uint64_t length, std::int32_t offset) {
-  std::FILE* file = std::fopen(kPartialResultsFile, "rb");
-  if (file == nullptr) return;
-  // A negative offset fails to seek; the read then starts at the beginning.
-  std::fseek(file, offset, SEEK_SET);
-  const std::size_t read = std::fread(piece, 1, length, file);
-  static_cast<void>(read);  // a short read is not reported either
-  std::fclose(file);
-}
-
-}  // namespace
-
 void Ovrell::writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize,
                                      std::uint64_t fileSize, std::size_t position) {
-  std::ofstream file;
+  ResultFile file;
   if (!options.comFile.empty()) {
     const std::string name = resultFileName(options.comFile, options.attributes.size(), position);
-    file.open(name, std::ios::out | std::ios::app | std::ios::binary);
-    if (!file) cannotOpenResultFile(name);
+    if (!file.open(name)) cannotOpenResultFile(name);
   }
-  std::ostream& out = options.comFile.empty() ? std::cout : file;
+  std::ostream& out = options.comFile.empty() ? std::cout : file.stream();
 
   const std::uint64_t rest = fileSize % blockSize;
   if (rest != 0) {
     mask.size = rest;
-    readRecord(mask.data, rest, partialResultsOffset(fileSize - rest));
+    readPartialResult(mask.data, rest, partialResultsOffset(fileSize - rest));
     printBitRow(mask.data, mask.size, out);
   }
   // The count of full pieces is cut to a signed 32-bit number. When the
@@ -48,10 +29,10 @@ void Ovrell::writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize,
   const std::int32_t last =
       static_cast<std::int32_t>(static_cast<std::uint32_t>((fileSize - blockSize) / blockSize));
   for (std::int64_t k = last; k >= 0; --k) {
-    readRecord(mask.data, blockSize,
-               partialResultsOffset(static_cast<std::uint64_t>(k) * blockSize));
+    readPartialResult(mask.data, blockSize,
+                      partialResultsOffset(static_cast<std::uint64_t>(k) * blockSize));
     printBitRow(mask.data, mask.size, out);
   }
-  if (file.is_open()) file.close();
-  boost::filesystem::remove(kPartialResultsFile);
+  file.close();
+  removePartialResults();
 }

@@ -1,8 +1,6 @@
 #include "output/result_file_name.h"
 
-#include <iostream>
-
-#include "driver/process_exit.h"
+#include "base/fatal.h"
 
 std::string resultFileName(const std::string& base, std::size_t attributeCount,
                            std::size_t position) {
@@ -11,6 +9,5 @@ std::string resultFileName(const std::string& base, std::size_t attributeCount,
 }
 
 void cannotOpenResultFile(const std::string& name) {
-  std::cerr << "Error wile opening file:'" << name << "' for writing" << std::endl;
-  exitProcess(1);
+  fatal("Error wile opening file:'", name, "' for writing\n");
 }

@@ -1,21 +1,20 @@
-#include <boost/filesystem.hpp>
+#include "project/file_checks.h"
+
+#include <boost/filesystem/operations.hpp>
 #include <iostream>
 
-#include "driver/process_exit.h"
-#include "engine/ovrell.h"
+#include "base/fatal.h"
 
 namespace {
 
 void checkExists(const boost::filesystem::path& file) {
-  if (boost::filesystem::exists(file)) return;
-  std::cerr << "File " << file << " specified in project file does not "
-            << "exists" << std::endl;
-  exitProcess(1);
+  if (!boost::filesystem::exists(file))
+    fatal("File ", file, " specified in project file does not ", "exists\n");
 }
 
 }  // namespace
 
-std::uint64_t Ovrell::checkFiles(const FileList& files) {
+std::uint64_t checkFileSet(const std::vector<boost::filesystem::path>& files) {
   if (files.size() < 2) fatal("Project file must contain more than one file to process.\n");
   checkExists(files[0]);
   const std::uint64_t size = boost::filesystem::file_size(files[0]);

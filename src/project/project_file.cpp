@@ -1,23 +1,20 @@
+// Project::parseProjectFile and Project::checkAttributes; contracts in
+// project/project.h.
 #include <fstream>
-#include <iostream>
 
-#include "driver/process_exit.h"
-#include "driver/project.h"
+#include "base/fatal.h"
+#include "project/project.h"
 
 namespace {
 
 [[noreturn]] void lineError(unsigned long lineNumber, const char* error) {
-  std::cerr << "Error while parsing the line no:" << lineNumber << " of project file: " << error
-            << std::endl;
-  exitProcess(1);
+  fatal("Error while parsing the line no:", lineNumber, " of project file: ", error, "\n");
 }
 
 [[noreturn]] void fieldCountError(unsigned long lineNumber) {
-  std::cerr << "Error while parsing the line no:" << lineNumber
-            << ". Number of attribute values does not correspond to number of attributes "
-               "defined in header. To specify empty attribute use ''. "
-            << std::endl;
-  exitProcess(1);
+  fatal("Error while parsing the line no:", lineNumber,
+        ". Number of attribute values does not correspond to number of attributes "
+        "defined in header. To specify empty attribute use ''. \n");
 }
 
 // A data path joined under the base directory; a leading '/' of the field
@@ -59,7 +56,7 @@ void Project::parseProjectFile() {
     }
   }
   if (headerWidth <= 1)
-    std::cerr << "Project file must contain at least one attribute name." << std::endl;
+    warn("Project file must contain at least one attribute name.\n");
 
   std::vector<ValueGroups*> columns;  // the groups of header fields 2 ... n
   for (std::size_t k = 1; k < headerWidth; ++k) {
@@ -90,10 +87,7 @@ void Project::parseProjectFile() {
 
 void Project::checkAttributes() {
   for (const std::string& name : options.attributes) {
-    if (attributeIndex.find(name) == attributeIndex.end()) {
-      std::cerr << "Attribute \"" << name << "\" is not specified in the project file."
-                << std::endl;
-      exitProcess(1);
-    }
+    if (attributeIndex.find(name) == attributeIndex.end())
+      fatal("Attribute \"", name, "\" is not specified in the project file.\n");
   }
 }

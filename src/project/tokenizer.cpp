@@ -1,4 +1,5 @@
-#include "driver/project.h"
+// Project::tokenizeLine; its contract is in project/project.h.
+#include "project/project.h"
 
 namespace {
 const char kUnclosedSingle[] = "unclosed single quote.";

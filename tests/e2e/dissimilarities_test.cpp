@@ -91,11 +91,13 @@ TEST(Dissimilarities, ShortFileInAnUnevenBlockRepeatsThePiecesForever) {
   const std::string printed = runScript(
       sb, "a=" + z + "00 b=" + z + "01",
       "printf \"file G\\na x\\nb y\\n\" > p.txt; \"$OVRELL\" -p p.txt -n -d dis G | head -c 500;"
-      " echo; cat dis");
+      " echo; ls");
   const std::string head(66, 'F');
   std::string expected = head + head + "00000000000000";
   while (expected.size() < 500) expected += head + "30303030303030";
-  EXPECT_EQ(printed, expected.substr(0, 500) + "\n(263-263)\n");
+  // The reader going away ends the run by SIGPIPE, which takes back the
+  // dissimilarities file it wrote and the partial results file.
+  EXPECT_EQ(printed, expected.substr(0, 500) + "\na\nb\np.txt\n");
 }
 
 // A data file that shrinks after the first block: the fifo dis_0 holds the run while the first

@@ -37,7 +37,7 @@ TEST(Messages, EveryMessageWithItsStreamsStatusAndFiles) {
        "unrecognised option '--quiet'\ntry `my ovr -h' for more information.\n", 1, "", "", "",
        "my ovr"},
       {kP, "-f|4 |A",
-       "the argument ('4 ') for option '--format' is invalid\n"
+       "the argument for option '--format' is invalid\n"
        "try `ovrell -h' for more information.\n"},
       {nullptr, "-m|100b|-e|0", "Wrong number of bytes for endianness swap.\n"},  // before -m
       {nullptr, "-m|2TB|-p|missing.txt", "Wrong format of suffix."},

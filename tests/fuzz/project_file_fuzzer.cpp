@@ -26,8 +26,8 @@
 #include <string>
 #include <vector>
 
-#include "driver/process_exit.h"
-#include "driver/project.h"
+#include "base/fatal.h"
+#include "project/project.h"
 
 namespace {
 

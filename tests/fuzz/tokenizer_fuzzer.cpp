@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/project.h"
+#include "project/project.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <fstream>
 #include <random>
 
-#include "driver/process_exit.h"
+#include "base/fatal.h"
 #include "engine/ovrell.h"
 
 TEST(BlockReader, ReordersReadsAtSixtyFourBitOffsetsInvertsBitsAndEndsTheRunOnAShortFile) {

@@ -6,7 +6,7 @@
 #include <random>
 #include <sstream>
 
-#include "driver/process_exit.h"
+#include "base/fatal.h"
 #include "engine/ovrell.h"
 
 namespace {

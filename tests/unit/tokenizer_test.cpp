@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "driver/project.h"
+#include "project/project.h"
 
 // Project-file lines with their outcome: the error if there is one, then every field in brackets.
 TEST(Tokenizer, SplitsFieldsAndReportsErrors) {

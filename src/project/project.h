@@ -1,13 +1,14 @@
 // One project: the data files, their attribute index, and the driver that
-// runs one whole analysis over them.
+// runs one whole analysis over them. Reading the project file is done here,
+// in project/; `run` is the driver's (driver/project.cpp).
 //
 // `run` reads the project file, adds the synthetic all-files attribute when
 // no attribute was named, deletes old result files, checks the attribute
 // names and runs the analysis. Every error ends the process inside the step
 // that finds it. The Project owns `files` and the whole index; the Options
 // record must outlive it.
-#ifndef OVRELL_DRIVER_PROJECT_H_
-#define OVRELL_DRIVER_PROJECT_H_
+#ifndef OVRELL_PROJECT_PROJECT_H_
+#define OVRELL_PROJECT_PROJECT_H_
 
 #include <boost/filesystem/path.hpp>
 #include <string>
@@ -45,4 +46,4 @@ class Project {
   AttributeIndex attributeIndex;
 };
 
-#endif  // OVRELL_DRIVER_PROJECT_H_
+#endif  // OVRELL_PROJECT_PROJECT_H_

@@ -1,7 +1,8 @@
-#include "driver/process_exit.h"
+#include "base/fatal.h"
 
 #include <cstdlib>
-#include <iostream>
+
+#include "base/output.h"
 
 namespace {
 ExitHandler exitHandler = nullptr;
@@ -14,13 +15,8 @@ ExitHandler setExitHandler(ExitHandler handler) {
 }
 
 void exitProcess(int status) {
-  std::cout.flush();
   std::cerr.flush();
+  flushStandardOutput();
   if (exitHandler != nullptr) exitHandler(status);
   std::exit(status);
-}
-
-void fatal(const std::string& message) {
-  std::cerr << message;
-  exitProcess(1);
 }

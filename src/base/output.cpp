@@ -1,0 +1,196 @@
+#include "base/output.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <iostream>
+
+#include "base/fatal.h"
+
+namespace {
+
+// A result file as it was before the run. Filled before any signal handler
+// is installed and never resized afterwards, so the handlers may read it.
+struct Remembered {
+  std::string name;
+  bool existed;
+  off_t length;
+  volatile std::sig_atomic_t opened;
+};
+
+std::vector<Remembered>& remembered() {
+  static std::vector<Remembered>* files = new std::vector<Remembered>;
+  return *files;
+}
+std::string& scratchFile() {
+  static std::string* name = new std::string;
+  return *name;
+}
+volatile std::sig_atomic_t cleanedUp = 0;
+
+// Only calls that are safe in a signal handler.
+void putBack() {
+  if (cleanedUp) return;
+  cleanedUp = 1;
+  for (const Remembered& file : remembered()) {
+    if (!file.opened) continue;
+    if (file.existed)
+      static_cast<void>(::truncate(file.name.c_str(), file.length));
+    else
+      ::unlink(file.name.c_str());
+  }
+  if (!scratchFile().empty()) ::unlink(scratchFile().c_str());
+}
+
+extern "C" void onSignal(int signalNumber) {
+  const int savedErrno = errno;
+  putBack();
+  errno = savedErrno;
+  // The handler was reset to the default when it was entered and the signal
+  // is not blocked: raising it again ends the process by it.
+  std::raise(signalNumber);
+}
+
+CheckedBuffer* standardOutput = nullptr;
+volatile std::sig_atomic_t standardOutputFailed = 0;
+
+constexpr std::size_t kBufferSize = 1 << 16;
+
+}  // namespace
+
+void failRunWithMessage(const std::string& message) {
+  putBack();
+  std::cerr << "ovrell: " << message << std::endl;
+  if (standardOutput != nullptr) standardOutputFailed = 1;  // nothing more goes there
+  exitProcess(1);
+}
+
+void useCheckedStandardOutput() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+    // Standard error gets a sink; the other two a descriptor that cannot be
+    // written, so that output sent there is reported as lost.
+    const int opened = ::open("/dev/null", fd == 2 ? O_WRONLY : O_RDONLY);
+    if (opened != fd && opened >= 0) ::close(opened);
+  }
+  standardOutput = new CheckedBuffer(STDOUT_FILENO, "standard output");
+  std::cout.rdbuf(standardOutput);
+}
+
+void flushStandardOutput() {
+  if (standardOutputFailed) return;
+  std::cout.flush();
+}
+
+void registerResultFiles(const std::vector<std::string>& names, const std::string& scratch) {
+  std::vector<Remembered>& files = remembered();
+  files.clear();
+  files.reserve(names.size());
+  for (const std::string& name : names) {
+    struct stat status {};
+    const bool existed = ::stat(name.c_str(), &status) == 0;
+    files.push_back(Remembered{name, existed, existed ? status.st_size : 0, 0});
+  }
+  scratchFile() = scratch;
+}
+
+void installSignalCleanup() {
+  for (int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) {
+    struct sigaction action {};
+    if (::sigaction(signalNumber, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) continue;
+    action.sa_handler = onSignal;
+    sigemptyset(&action.sa_mask);
+    action.sa_flags = SA_RESETHAND | SA_NODEFER;
+    ::sigaction(signalNumber, &action, nullptr);
+  }
+}
+
+void writeAll(int fd, const void* data, std::size_t size, const std::string& what) {
+  const char* at = static_cast<const char*>(data);
+  while (size > 0) {
+    const ssize_t written = ::write(fd, at, size);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) failRun("cannot write ", what, ": ", std::strerror(written < 0 ? errno : EIO));
+    at += written;
+    size -= static_cast<std::size_t>(written);
+  }
+}
+
+CheckedBuffer::CheckedBuffer(int fd, std::string name)
+    : fd_(fd), name_(std::move(name)), buffer_(kBufferSize) {
+  setp(buffer_.data(), buffer_.data() + buffer_.size());
+}
+
+CheckedBuffer::~CheckedBuffer() { close(); }
+
+void CheckedBuffer::writeOut(const char* data, std::size_t size) {
+  if (this == standardOutput && standardOutputFailed) return;
+  writeAll(fd_, data, size, name_);
+}
+
+void CheckedBuffer::drain() {
+  const std::size_t used = static_cast<std::size_t>(pptr() - pbase());
+  setp(buffer_.data(), buffer_.data() + buffer_.size());
+  writeOut(buffer_.data(), used);
+}
+
+CheckedBuffer::int_type CheckedBuffer::overflow(int_type c) {
+  drain();
+  if (!traits_type::eq_int_type(c, traits_type::eof())) {
+    *pptr() = traits_type::to_char_type(c);
+    pbump(1);
+  }
+  return traits_type::not_eof(c);
+}
+
+std::streamsize CheckedBuffer::xsputn(const char* s, std::streamsize n) {
+  const std::size_t size = static_cast<std::size_t>(n);
+  if (size <= static_cast<std::size_t>(epptr() - pptr())) {
+    std::memcpy(pptr(), s, size);
+    pbump(static_cast<int>(n));
+  } else {
+    drain();
+    if (size < buffer_.size()) return xsputn(s, n);
+    writeOut(s, size);
+  }
+  return n;
+}
+
+int CheckedBuffer::sync() {
+  drain();
+  return 0;
+}
+
+void CheckedBuffer::close() {
+  if (fd_ < 0) return;
+  drain();
+  const int fd = fd_;
+  fd_ = -1;
+  if (fd > STDERR_FILENO && ::close(fd) != 0)
+    failRun("cannot close ", name_, ": ", std::strerror(errno));
+}
+
+bool ResultFile::open(const std::string& name, bool privateScratch) {
+  close();
+  for (Remembered& file : remembered())
+    if (file.name == name) file.opened = 1;
+  const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | (privateScratch ? O_NOFOLLOW : 0);
+  const int fd = ::open(name.c_str(), flags, privateScratch ? 0600 : 0666);
+  if (fd < 0) return false;
+  buffer_ = new CheckedBuffer(fd, "'" + name + "'");
+  stream_.rdbuf(buffer_);
+  return true;
+}
+
+void ResultFile::close() {
+  if (buffer_ == nullptr) return;
+  CheckedBuffer* buffer = buffer_;
+  buffer_ = nullptr;
+  stream_.rdbuf(nullptr);
+  buffer->close();
+  delete buffer;
+}
