@@ -24,7 +24,7 @@ struct Identity {
 
 Identity identityOf(const char* role, const std::string& name) {
   boost::system::error_code error;
-  fs::path normal = fs::weakly_canonical(name, error);
+  fs::path normal = fs::weakly_canonical(fs::absolute(name), error);
   if (error) normal = fs::absolute(name).lexically_normal();
   struct stat status {};
   const bool there = ::stat(name.c_str(), &status) == 0;
