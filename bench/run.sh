@@ -6,7 +6,7 @@
 #   bench/run.sh [--runs N] [--only S1,S5,...] [--micro]
 #
 #   --runs N     timed rounds per scenario (default 5), after one warm-up round
-#   --only LIST  run only these scenarios (S1 S2 S3 S4 S5 S6 S1m S5m)
+#   --only LIST  run only these scenarios (S1 S2 S3 S4 S5 S6 S1m S5m M1)
 #   --micro      afterwards run the micro-benchmarks of the engine's kernels
 #
 # Run it as root on Debian 12: it installs the missing packages with apt,
@@ -28,7 +28,7 @@ usage() {
 }
 
 runs=5
-only=(S1 S2 S3 S4 S5 S6 S1m S5m)
+only=(S1 S2 S3 S4 S5 S6 S1m S5m M1)
 micro=0
 while [[ $# -gt 0 ]]; do
   case "$1" in
@@ -41,7 +41,7 @@ while [[ $# -gt 0 ]]; do
       [[ $# -ge 2 ]] || usage
       IFS=, read -r -a only <<<"$2"
       for id in "${only[@]}"; do
-        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S1m|S5m)$ ]] || usage
+        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S1m|S5m|M1)$ ]] || usage
       done
       shift 2
       ;;
@@ -54,7 +54,7 @@ while [[ $# -gt 0 ]]; do
 done
 command_line="bench/run.sh"
 [[ $runs != 5 ]] && command_line+=" --runs $runs"
-[[ ${#only[@]} -ne 8 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
+[[ ${#only[@]} -ne 9 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
 [[ $micro -eq 1 ]] && command_line+=" --micro"
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -84,6 +84,7 @@ declare -A sets=(
   [many]="64 8 8M 2"
   [two]="2 2 16M 3"
   [groups]="32 32 1M 4"
+  [same]="2 2 64M 5"
 )
 
 bytes_of() {
@@ -111,6 +112,12 @@ ensure_set() {
     log "writing data set '$name': $files files of $size in $groups groups (seed $seed)"
     mkdir -p "$data"
     "$build/bench/ovrell_bench_data" "$data" "$name" "$files" "$groups" "$size" "$seed"
+  fi
+  # 'same' has a third file, a copy of the first in a group of its own: two
+  # groups agree on every bit, so no stretch ever separates them.
+  if [[ $name == same ]] && ! grep -q '^same_2.bin ' "$data/same.txt"; then
+    cp "$data/same_0.bin" "$data/same_2.bin"
+    echo "same_2.bin g2" >>"$data/same.txt"
   fi
 }
 
@@ -161,6 +168,11 @@ scenario() {
       ref=(xxd -b "$data/two_0.bin") target=1 dis_files=("$work/dis")
       count_args=(-p "$data/two.txt" -d "$work/dis-count" "${m[@]}" -f 4 -n G)
       [[ $id == S5m ]] && twin=S5
+      ;;
+    M1)
+      what="memory when nothing separates: 3 files of 64 MiB, two equal in different groups, -d -m 16MB; reference xxd -b of one"
+      dataset=same args=(-p "$data/same.txt" -d "$work/dis" -m 16MB G) limit=16777216
+      ref=(xxd -b "$data/same_0.bin") target=1 dis_files=("$work/dis")
       ;;
     S6)
       what="many groups: 32 files of 1 MiB in 32 groups, -d; linear against quadratic (-q)"
