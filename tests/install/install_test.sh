@@ -10,7 +10,10 @@
 set -euo pipefail
 trap 'echo "$0 $1: line $LINENO failed" >&2' ERR
 mode=$1 build=$2 source=$3
-tmp=$(mktemp -d) && trap 'rm -rf "$tmp"' EXIT
+# Both installs write the build's install_manifest.txt: keep the user's.
+tmp=$(mktemp -d) manifest=$build/install_manifest.txt
+[[ ! -f $manifest ]] || cp -p "$manifest" "$tmp/manifest"
+trap 'mv "$tmp/manifest" "$manifest" 2>/dev/null || rm -f "$manifest"; rm -rf "$tmp"' EXIT
 version=$("$build/ovrell" --version | sed 's/^Ovrell - version \([^,]*\),.*/\1/')
 doc=share/doc/ovrell
 
