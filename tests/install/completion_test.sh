@@ -1,8 +1,6 @@
 #!/usr/bin/env bash
-# The bash completion, called as bash calls it: COMP_WORDS, COMP_CWORD,
-# COMP_LINE and COMP_POINT set for a cursor at the end of the line, with
-# compopt written to compopt.log instead of run.
-#
+# The bash completion, called as bash calls it for a cursor at the end of
+# the line, with compopt written to compopt.log instead of run.
 #   completion_test.sh COMPLETION OVRELL
 set -uo pipefail
 source /usr/share/bash-completion/bash_completion

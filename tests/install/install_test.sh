@@ -1,11 +1,7 @@
 #!/usr/bin/env bash
-# Installs the build into a scratch root, with cmake --install (install) or
-# as the Debian package that cpack makes, unpacked with dpkg -x (deb), and
-# checks that exactly the expected files are there and that the installed
-# program runs the installed example as the built one runs the shipped one.
-# The package must also carry the program's version and its libraries in
-# Depends, and pass lintian without errors when lintian is installed.
-#
+# Installs into a scratch root with cmake --install, or as the .deb unpacked
+# with dpkg -x: exactly the expected files, and the installed program runs
+# the installed example. The .deb also: version, Depends, lintian errors.
 #   install_test.sh install|deb BUILD_DIR SOURCE_DIR
 set -euo pipefail
 trap 'echo "$0 $1: line $LINENO failed" >&2' ERR

@@ -1,9 +1,7 @@
 #!/usr/bin/env bash
-# The man page: groff has nothing to warn about, man renders every section,
-# the version is the program's, the OPTIONS are exactly the program's (those
-# of its help and the hidden -a), each with its own pair of names, and no
-# other option of ovrell is named anywhere.
-#
+# The man page: no groff warning, every section rendered, the program's
+# version, OPTIONS exactly the help's pairs of names plus the hidden -a, and
+# no other ovrell option named anywhere.
 #   man_page_test.sh OVRELL PAGE
 set -euo pipefail
 ovrell=$1 page=$2
