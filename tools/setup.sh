@@ -6,10 +6,13 @@
 #                            shipped example data set
 #   tools/setup.sh test      install what is missing, build, and run the
 #                            whole test suite twice: on the release build
-#                            (build/) and on a build with AddressSanitizer
-#                            and UndefinedBehaviorSanitizer (build-asan/);
-#                            then run every fuzz target for a minute
-#                            (build-fuzz/); non-zero exit on any failure
+#                            (build/), where it also checks the man page,
+#                            the bash completion, cmake --install and the
+#                            Debian package, and on a build with
+#                            AddressSanitizer and UndefinedBehaviorSanitizer
+#                            (build-asan/); then run every fuzz target for a
+#                            minute (build-fuzz/); non-zero exit on any
+#                            failure
 #
 # Run it as root (it installs Debian packages when some are missing). It can
 # be run again at any time: installed packages are left alone and the build
@@ -42,6 +45,10 @@ packages=(
 if [[ $mode == test ]]; then
   # The sanitizer build and the fuzz targets are built with clang.
   packages+=(clang libclang-rt-dev)
+  # The installation tests: the man page (groff, man-db), the bash
+  # completion, and the Debian package (dpkg-dev and file for CPack's
+  # dependency list, lintian to check it).
+  packages+=(groff man-db bash-completion dpkg-dev file lintian)
 fi
 
 tools/install_packages.sh "${packages[@]}"
