@@ -19,7 +19,7 @@ void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) 
   VectorBuff mask = initVectorBuffer(blockSize);
   ArrayBuff block = initArrayBuffer(blockSize, files.size());
   if (options.disFile.empty())
-    commonalitiesOnlyPass(files, attributeIndex, fileSize, blockSize, block, mask);
+    commonalitiesOnlyPass(files, attributeIndex, fileSize, blockSize, block);
   else
     dissimilarityPass(files, attributeIndex, fileSize, blockSize, valueWidth, block, mask);
   freeBuffer(mask);
@@ -43,16 +43,15 @@ std::uint64_t Ovrell::computeBlockSize(std::uint64_t fileCount, std::uint64_t fi
 // every attribute's mask of a block goes straight to its output.
 void Ovrell::commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
                                    std::uint64_t fileSize, std::uint64_t blockSize,
-                                   ArrayBuff& block, VectorBuff& mask) {
+                                   ArrayBuff& block) {
   for (std::uint64_t end = blockSize; end <= fileSize; end += blockSize) {
     std::uint64_t start = end - blockSize;
-    doCommAllBlock(attributeIndex, start, files, block, mask);
+    doCommAllBlock(attributeIndex, start, files, block);
   }
   const std::uint64_t rest = fileSize % blockSize;
   if (rest != 0) {
     block.rowSize = rest;
-    mask.size = rest;
     std::uint64_t start = fileSize - rest;
-    doCommAllBlock(attributeIndex, start, files, block, mask);
+    doCommAllBlock(attributeIndex, start, files, block);
   }
 }

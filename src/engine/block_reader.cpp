@@ -94,18 +94,19 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
-  auto readWhole = [&] {
-    readBlock(files, start, block);
-    for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i);
-    tileDone(0, words, fileRows);
-  };
-  if (files.size() > kMostOpenFiles || (chunk != 1 && block.rowSize % chunk != 0) ||
-      !readTiles(files, start, block, keepBlock, tileDone, fileRows))
-    readWhole();  // with every file of the tiles closed again
+  std::uint64_t delivered = 0;  // words already handed to tileDone
+  if (files.size() <= kMostOpenFiles && (chunk == 1 || block.rowSize % chunk == 0) &&
+      readTiles(files, start, block, keepBlock, tileDone, fileRows, delivered))
+    return;
+  // With every file of the tiles closed again.
+  readBlock(files, start, block);
+  for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i) + delivered;
+  tileDone(delivered, words, fileRows);
 }
 
 bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                       bool keepBlock, const TileDone& tileDone, std::vector<Word*>& fileRows) {
+                       bool keepBlock, const TileDone& tileDone, std::vector<Word*>& fileRows,
+                       std::uint64_t& delivered) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   OpenFiles opened;
@@ -125,6 +126,7 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
     tileDone(first, end, fileRows);
+    delivered = end;
   }
   return true;
 }

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <ostream>
 
 #include "engine/ovrell.h"
 
@@ -50,36 +51,60 @@ void Ovrell::excludeOfWords(const std::vector<const Word*>& rows, Word* mask, st
 }
 
 void Ovrell::doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start,
-                            const FileList& files, ArrayBuff& block, VectorBuff& mask) {
+                            const FileList& files, ArrayBuff& block) {
+  // Attributes that share standard output print one whole block each, in
+  // turn, so each reads the block for itself; attributes with files of their
+  // own share one read.
+  const std::size_t count = options.attributes.size();
+  const bool shareRead = count == 1 || !options.comFile.empty();
+  for (std::size_t first = 0; first < count; first = shareRead ? count : first + 1)
+    maskBlock(attributeIndex, files, start, block, first, shareRead ? count : first + 1);
+  if (count == 0) readBlock(files, start, block);
+}
+
+namespace {
+
+// Mask words computed and printed at a time: a part of a block's piece.
+constexpr std::uint64_t kMaskWords = 4096;
+
+// One attribute of a block: its groups as file numbers, and its output.
+struct MaskedAttribute {
   std::vector<unsigned int> groupSizes;
-  std::vector<unsigned long long*> rowPointers;
-  std::vector<std::size_t> fileAt;  // the file of each entry of rowPointers
-  std::vector<const Word*> rows;
-  const std::uint64_t pitch = pitchOf(block.rowSize);
-  // The first attribute's mask is computed tile by tile as the block comes
-  // in (from the tile buffer when it is the only one); the later ones from
-  // the whole block in memory.
-  for (std::size_t i = 0; i < options.attributes.size(); ++i) {
-    const ValueGroups& valueIndex = *attributeIndex.find(options.attributes[i])->second;
-    collectGroups(valueIndex, block, groupSizes, rowPointers);
-    fileAt.clear();
-    for (const Word* row : rowPointers)
-      fileAt.push_back((reinterpret_cast<const unsigned char*>(row) - block.data) / pitch);
-    auto maskTile = [&](std::uint64_t first, std::uint64_t end,
-                        const std::vector<Word*>& fileRows) {
-      rows.clear();
-      for (std::size_t file : fileAt) rows.push_back(fileRows[file]);
-      commonalitiesOfWords(groupSizes, rows, maskWords(mask) + first, end - first);
-      if (options.exclude) excludeOfWords(rows, maskWords(mask) + first, end - first);
-    };
-    if (i == 0) {
-      readBlockInTiles(files, start, block, options.attributes.size() > 1, maskTile);
-    } else {
-      std::vector<Word*> fileRows;
-      for (std::size_t f = 0; f < files.size(); ++f) fileRows.push_back(rowWords(block, f));
-      maskTile(0, wordsOf(block.rowSize), fileRows);
+  std::vector<std::size_t> files;  // group after group
+  ResultFile file;
+  std::ostream* out = nullptr;
+};
+
+}  // namespace
+
+void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, std::uint64_t start,
+                       ArrayBuff& block, std::size_t first, std::size_t last) {
+  std::vector<MaskedAttribute> attributes(last - first);
+  for (std::size_t i = first; i < last; ++i) {
+    MaskedAttribute& attribute = attributes[i - first];
+    for (const auto& group : *attributeIndex.find(options.attributes[i])->second) {
+      attribute.groupSizes.push_back(static_cast<unsigned int>(group.second->size()));
+      attribute.files.insert(attribute.files.end(), group.second->begin(), group.second->end());
     }
-    writeCommonalities(mask, i);
+    attribute.out = openCommonalities(attribute.file, i);
   }
-  if (options.attributes.empty()) readBlock(files, start, block);
+  std::vector<Word> mask(kMaskWords);
+  std::vector<const Word*> rows;
+  const std::uint64_t rowSize = block.rowSize;
+  readBlockInTiles(files, start, block, false,
+                   [&](std::uint64_t tile, std::uint64_t end, const std::vector<Word*>& fileRows) {
+    for (std::uint64_t from = tile; from < end; from += kMaskWords) {
+      const std::uint64_t words = std::min(end - from, kMaskWords);
+      const std::uint64_t bytes = std::min(words * 8, rowSize - from * 8);
+      for (MaskedAttribute& attribute : attributes) {
+        rows.clear();
+        for (std::size_t file : attribute.files) rows.push_back(fileRows[file] + (from - tile));
+        commonalitiesOfWords(attribute.groupSizes, rows, mask.data(), words);
+        if (options.exclude) excludeOfWords(rows, mask.data(), words);
+        if (attribute.out != nullptr)
+          printBitRowPart(reinterpret_cast<const unsigned char*>(mask.data()), bytes,
+                          *attribute.out, from * 8 + bytes == rowSize);
+      }
+    }
+  });
 }

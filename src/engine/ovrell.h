@@ -19,6 +19,7 @@
 #include <iosfwd>
 #include <vector>
 
+#include "base/output.h"
 #include "engine/buffers.h"
 #include "engine/position_queue.h"
 #include "engine/single_list.h"
@@ -60,15 +61,12 @@ class Ovrell {
   // buffer that is reused, and the block's storage is not touched. When a
   // tile cannot be read, or there are too many files to keep open, the block
   // is read whole by readBlock, whose message names the first file in list
-  // order that cannot be read, and tileDone runs once for all words.
+  // order that cannot be read, and tileDone runs once more for all the words
+  // it has not had yet.
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
                         const TileDone& tileDone);
-  // The tiles of readBlockInTiles with every file open; false, with the
-  // files closed again, when a file cannot be opened or read.
-  bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
-                 const TileDone& tileDone, std::vector<Word*>& fileRows);
   // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
   // and changes nothing when size is not a multiple of chunk.
   void reorderBytes(unsigned char* buffer, std::uint64_t size, std::uint64_t chunk);
@@ -91,10 +89,12 @@ class Ovrell {
   void commonalitiesOfWords(const std::vector<unsigned int>& groupSizes,
                             const std::vector<const Word*>& rows, Word* mask, std::uint64_t count);
   void excludeOfWords(const std::vector<const Word*>& rows, Word* mask, std::uint64_t count);
-  // One block of the commonalities-only pass: read it, then compute and
-  // write the mask of every named attribute.
+  // One block of the commonalities-only pass: compute and write the mask of
+  // every named attribute, a tile at a time, as the block is read. Only a
+  // tile's mask is ever in memory; `block` is touched only when the block
+  // has to be read whole.
   void doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start, const FileList& files,
-                      ArrayBuff& block, VectorBuff& mask);
+                      ArrayBuff& block);
 
   // --- Dissimilarities (gather_columns.cpp, linear_dissimilarities.cpp,
   //     quadratic_dissimilarities.cpp, partial_results.cpp) ---
@@ -137,9 +137,15 @@ class Ovrell {
   // showpos set (no writer sets them).
   void printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out,
                    bool overwrite = true);
-  // Appends one block's mask of attribute `position` to its output; the mask
-  // is left as it was (the pass computes it afresh before printing again).
-  void writeCommonalities(VectorBuff& mask, std::size_t position);
+  // The block writer: opens attribute `position`'s output for one block (its
+  // file, or standard output without -c). Returns nullptr, silently, when
+  // the file cannot be opened: the block's piece is then lost.
+  std::ostream* openCommonalities(ResultFile& file, std::size_t position);
+  // Prints one part of a block's piece of the mask, as printBitRow prints
+  // the whole piece: the separator follows every byte but the piece's last
+  // (`endsPiece`: this part ends it). The row is left as it is.
+  void printBitRowPart(const unsigned char* row, std::uint64_t length, std::ostream& out,
+                       bool endsPiece);
   // Prints attribute `position`'s masks from the partial results file in
   // file order (the short head piece first), then deletes that file. Leaves
   // mask.size at blockSize. Ends the process when the result file cannot be
@@ -155,13 +161,21 @@ class Ovrell {
                             std::size_t position, unsigned valueWidth);
 
  private:
+  // The tiles of readBlockInTiles with every file open; false, with the
+  // files closed again, when a file cannot be opened or read. `delivered`
+  // counts the words handed to tileDone.
+  bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
+                 const TileDone& tileDone, std::vector<Word*>& fileRows,
+                 std::uint64_t& delivered);
   // The block size for this run; ends the process when the file is too
   // large or the limit too small. Sets valueWidth.
   std::uint64_t computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
                                  unsigned& valueWidth);
   void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
-                             std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block,
-                             VectorBuff& mask);
+                             std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block);
+  // The masks of attributes [first, last) of one block, one read of it.
+  void maskBlock(AttributeIndex& attributeIndex, const FileList& files, std::uint64_t start,
+                 ArrayBuff& block, std::size_t first, std::size_t last);
   void dissimilarityPass(const FileList& files, AttributeIndex& attributeIndex,
                          std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
                          ArrayBuff& block, VectorBuff& mask);

@@ -105,3 +105,10 @@ void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream&
   }
   if (overwrite && length > 0) std::memset(row, '0', length);  // an empty row may have no storage
 }
+
+void Ovrell::printBitRowPart(const unsigned char* row, std::uint64_t length, std::ostream& out,
+                             bool endsPiece) {
+  printBitRow(const_cast<unsigned char*>(row), length, out, false);
+  const bool separated = options.format >= kHexadecimal && options.format <= kBinary;
+  if (!endsPiece && length > 0 && separated && options.space) out.put(' ');
+}

@@ -5,15 +5,10 @@
 #include "engine/ovrell.h"
 #include "output/result_file_name.h"
 
-// The mask is not overwritten after printing: the commonalities-only pass
-// computes every word of it afresh before it prints it again.
-void Ovrell::writeCommonalities(VectorBuff& mask, std::size_t position) {
-  if (options.comFile.empty()) {
-    printBitRow(mask.data, mask.size, std::cout, false);
-    return;
-  }
-  const std::string name = resultFileName(options.comFile, options.attributes.size(), position);
+std::ostream* Ovrell::openCommonalities(ResultFile& file, std::size_t position) {
+  if (options.comFile.empty()) return &std::cout;
   // A file that cannot be opened swallows the piece without a message.
-  ResultFile file;
-  if (file.open(name)) printBitRow(mask.data, mask.size, file.stream(), false);
+  if (!file.open(resultFileName(options.comFile, options.attributes.size(), position)))
+    return nullptr;
+  return &file.stream();
 }
