@@ -2,8 +2,13 @@
 #include <unistd.h>
 
 // Members of Ovrell; contracts in engine/ovrell.h.
+#include <sched.h>
+
 #include <algorithm>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
+#include <thread>
 
 #include "base/fatal.h"
 #include "engine/ovrell.h"
@@ -83,20 +88,87 @@ class OpenFiles {
 
 // Files kept open at once during a block; with more, blocks are read whole.
 constexpr std::size_t kMostOpenFiles = 128;
-// Bytes of all rows together in one tile: the tile and its mask stay in the
-// second-level cache.
-constexpr std::uint64_t kTileBytes = 512 * 1024;
+
+// Tiles read ahead of the one being worked on: with a second thread, tile
+// k + 1 is read while tile k is handed to the caller. Tile k lives in slot
+// k % 2 of the buffer.
+class TileQueue {
+ public:
+  using Read = std::function<bool(std::uint64_t tile, Word* slot)>;
+
+  TileQueue(std::uint64_t tiles, std::uint64_t slotWords, bool ahead, Read read)
+      : tiles_(tiles), slots_(2 * slotWords), slotWords_(slotWords), read_(std::move(read)) {
+    if (ahead && tiles > 1) worker_ = std::thread([this] { readAhead(); });
+  }
+  ~TileQueue() {
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      stop_ = true;
+    }
+    changed_.notify_all();
+    if (worker_.joinable()) worker_.join();
+  }
+
+  // Tile k's slot once it is read, or nullptr when it cannot be read. The
+  // slot of tile k - 1 may be reused from this call on.
+  Word* get(std::uint64_t k) {
+    Word* slot = slots_.data() + k % 2 * slotWords_;
+    if (!worker_.joinable()) return read_(k, slot) ? slot : nullptr;
+    std::unique_lock<std::mutex> lock(mutex_);
+    consumed_ = k;  // tiles before k are done with
+    changed_.notify_all();
+    changed_.wait(lock, [&] { return readCount_ > k || failed_; });
+    return readCount_ > k ? slot : nullptr;
+  }
+
+ private:
+  void readAhead() {
+    for (std::uint64_t k = 0; k < tiles_; ++k) {
+      {
+        std::unique_lock<std::mutex> lock(mutex_);
+        changed_.wait(lock, [&] { return stop_ || k < consumed_ + 2; });
+        if (stop_) return;
+      }
+      const bool ok = read_(k, slots_.data() + k % 2 * slotWords_);
+      std::lock_guard<std::mutex> lock(mutex_);
+      if (ok)
+        readCount_ = k + 1;
+      else
+        failed_ = true;
+      changed_.notify_all();
+      if (!ok) return;
+    }
+  }
+
+  const std::uint64_t tiles_;
+  std::vector<Word> slots_;
+  const std::uint64_t slotWords_;
+  const Read read_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::uint64_t readCount_ = 0, consumed_ = 0;
+  bool failed_ = false, stop_ = false;
+  std::thread worker_;
+};
 
 }  // namespace
 
+unsigned readThreadsOfMachine() {
+  cpu_set_t cpus;
+  const unsigned usable = sched_getaffinity(0, sizeof cpus, &cpus) == 0
+                              ? static_cast<unsigned>(CPU_COUNT(&cpus))
+                              : std::thread::hardware_concurrency();
+  return std::max(1u, std::min(usable, std::thread::hardware_concurrency()));
+}
+
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                              bool keepBlock, const TileDone& tileDone) {
+                              const TileDone& tileDone) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
   std::uint64_t delivered = 0;  // words already handed to tileDone
   if (files.size() <= kMostOpenFiles && (chunk == 1 || block.rowSize % chunk == 0) &&
-      readTiles(files, start, block, keepBlock, tileDone, fileRows, delivered))
+      readTiles(files, start, block, tileDone, fileRows, delivered))
     return;
   // With every file of the tiles closed again.
   readBlock(files, start, block);
@@ -105,26 +177,33 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
 }
 
 bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                       bool keepBlock, const TileDone& tileDone, std::vector<Word*>& fileRows,
+                       const TileDone& tileDone, std::vector<Word*>& fileRows,
                        std::uint64_t& delivered) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   OpenFiles opened;
   if (!opened.open(files)) return false;
-  const std::uint64_t tileWords = std::max<std::uint64_t>(kTileBytes / 8 / files.size(), 512);
-  std::vector<Word> tile(keepBlock ? 0 : tileWords * files.size());
-  for (std::uint64_t first = 0; first < words; first += tileWords) {
-    const std::uint64_t end = std::min(words, first + tileWords);
-    // Bytes [from, to) of every row; the last tile ends at rowSize, and its
-    // bit inversion runs on to the end of the padded row.
+  const std::uint64_t tileWords = std::max<std::uint64_t>(tileBytes / 8 / files.size(), 1);
+  const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
+  // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
+  // and its bit inversion runs on to the end of the padded row.
+  auto read = [&](std::uint64_t k, Word* slot) {
+    const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
     const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
     for (std::size_t i = 0; i < files.size(); ++i) {
-      fileRows[i] = keepBlock ? rowWords(block, i) + first : tile.data() + i * tileWords;
-      unsigned char* bytes = reinterpret_cast<unsigned char*>(fileRows[i]);
+      unsigned char* bytes = reinterpret_cast<unsigned char*>(slot + i * tileWords);
       if (!opened.read(i, bytes, to - from, start + from)) return false;
-      if (options.inverseByteOrder) invertBits(fileRows[i], end - first);
+      if (options.inverseByteOrder) invertBits(slot + i * tileWords, end - first);
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
+    return true;
+  };
+  TileQueue queue(tiles, tileWords * files.size(), readThreads > 1, read);
+  for (std::uint64_t k = 0; k < tiles; ++k) {
+    Word* slot = queue.get(k);
+    if (slot == nullptr) return false;
+    for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = slot + i * tileWords;
+    const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
     tileDone(first, end, fileRows);
     delivered = end;
   }

@@ -91,7 +91,7 @@ void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, st
   std::vector<Word> mask(kMaskWords);
   std::vector<const Word*> rows;
   const std::uint64_t rowSize = block.rowSize;
-  readBlockInTiles(files, start, block, false,
+  readBlockInTiles(files, start, block,
                    [&](std::uint64_t tile, std::uint64_t end, const std::vector<Word*>& fileRows) {
     for (std::uint64_t from = tile; from < end; from += kMaskWords) {
       const std::uint64_t words = std::min(end - from, kMaskWords);

@@ -28,10 +28,20 @@
 
 using FileList = std::vector<boost::filesystem::path>;
 
+// The cores this process may run on (its affinity), at least 1.
+unsigned readThreadsOfMachine();
+
 class Ovrell {
  public:
   explicit Ovrell(Options& options);
   ~Ovrell();
+
+  // --- How the work is organised; the output does not depend on it ---
+  // Bytes of all files together in one tile of readBlockInTiles: a tile and
+  // its mask stay in the second-level cache.
+  std::uint64_t tileBytes = 512 * 1024;
+  // Threads that read the files: with two, reading overlaps computing.
+  unsigned readThreads = readThreadsOfMachine();
 
   // --- The run (analysis.cpp) ---
   void runAnalysis(const FileList& files, AttributeIndex& attributeIndex);
@@ -56,16 +66,17 @@ class Ovrell {
   // the files open during the block. `tileDone(first, end, fileRows)` runs as
   // soon as words [first, end) of every file are in (bits inverted, chunks
   // reordered), while they are still in cache; fileRows[i] points at file
-  // i's word `first`. The tiles cover the rows' words in order. With
-  // `keepBlock` the words land in the block's rows; without, in a small tile
-  // buffer that is reused, and the block's storage is not touched. When a
+  // i's word `first`. The tiles cover the rows' words in order; they land in
+  // a small buffer that is reused (with readThreads > 1 the next tile is
+  // read by a second thread meanwhile), and the block's storage is not
+  // touched. When a
   // tile cannot be read, or there are too many files to keep open, the block
   // is read whole by readBlock, whose message names the first file in list
   // order that cannot be read, and tileDone runs once more for all the words
   // it has not had yet.
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
-  void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
+  void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                         const TileDone& tileDone);
   // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
   // and changes nothing when size is not a multiple of chunk.
@@ -164,7 +175,7 @@ class Ovrell {
   // The tiles of readBlockInTiles with every file open; false, with the
   // files closed again, when a file cannot be opened or read. `delivered`
   // counts the words handed to tileDone.
-  bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block, bool keepBlock,
+  bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                  const TileDone& tileDone, std::vector<Word*>& fileRows,
                  std::uint64_t& delivered);
   // The block size for this run; ends the process when the file is too
