@@ -3,11 +3,13 @@
 # capture sets against reference commands that do comparable work (cat,
 # xxd), and measures its peak resident memory.
 #
-#   bench/run.sh [--runs N] [--only S1,S5,...] [--micro]
+#   bench/run.sh [--runs N] [--only S1,S5,...] [--sizes 64M,256M,1G] [--plot] [--micro]
 #
-#   --runs N     timed rounds per scenario (default 5), after one warm-up round
-#   --only LIST  run only these scenarios (S1 S2 S3 S4 S5 S6 S1m S5m M1)
-#   --micro      afterwards run the micro-benchmarks of the engine's kernels
+#   --runs N      timed rounds per scenario (default 5), after one warm-up round
+#   --only LIST   run only these scenarios (S1 S2 S3 S4 S5 S6 S7 S1m S5m M1)
+#   --sizes LIST  file sizes at which S1, S2, S3 and S1m run (default 256M)
+#   --plot        draw throughput against file size (docs/benchmark.svg, gnuplot)
+#   --micro       afterwards run the micro-benchmarks of the engine's kernels
 #
 # Run it as root on Debian 12: it installs the missing packages with apt,
 # configures and builds build-bench/ (Release, with the benchmarks, without
@@ -28,7 +30,9 @@ usage() {
 }
 
 runs=5
-only=(S1 S2 S3 S4 S5 S6 S1m S5m M1)
+only=(S1 S2 S3 S4 S5 S6 S7 S1m S5m M1)
+sizes=(256M)
+plot=0
 micro=0
 while [[ $# -gt 0 ]]; do
   case "$1" in
@@ -41,9 +45,18 @@ while [[ $# -gt 0 ]]; do
       [[ $# -ge 2 ]] || usage
       IFS=, read -r -a only <<<"$2"
       for id in "${only[@]}"; do
-        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S1m|S5m|M1)$ ]] || usage
+        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S7|S1m|S5m|M1)$ ]] || usage
       done
       shift 2
+      ;;
+    --sizes)
+      [[ $# -ge 2 && $2 =~ ^[0-9]+[KMG]?(,[0-9]+[KMG]?)*$ ]] || usage
+      IFS=, read -r -a sizes <<<"$2"
+      shift 2
+      ;;
+    --plot)
+      plot=1
+      shift
       ;;
     --micro)
       micro=1
@@ -54,7 +67,9 @@ while [[ $# -gt 0 ]]; do
 done
 command_line="bench/run.sh"
 [[ $runs != 5 ]] && command_line+=" --runs $runs"
-[[ ${#only[@]} -ne 9 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
+[[ ${#only[@]} -ne 10 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
+[[ ${sizes[*]} != 256M ]] && command_line+=" --sizes $(IFS=,; echo "${sizes[*]}")"
+[[ $plot -eq 1 ]] && command_line+=" --plot"
 [[ $micro -eq 1 ]] && command_line+=" --micro"
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -68,6 +83,7 @@ log() { echo "==> $*" >&2; }
 
 packages=(build-essential cmake libboost-program-options-dev libboost-filesystem-dev
   libsparsehash-dev libgtest-dev libbenchmark-dev xxd time)
+[[ $plot -eq 1 ]] && packages+=(gnuplot-nox)
 tools/install_packages.sh "${packages[@]}" >&2
 
 log "building build-bench (Release, benchmarks on, tests off)"
@@ -78,14 +94,15 @@ ovrell=$build/ovrell
 
 # --- Data sets -----------------------------------------------------------------
 
-# name files groups size seed
+# name files groups size seed [dense]; big<SIZE> for each size of --sizes
 declare -A sets=(
-  [big]="2 1 256M 1"
   [many]="64 8 8M 2"
   [two]="2 2 16M 3"
-  [groups]="32 32 1M 4"
+  [dense]="32 32 1M 4 dense"
+  [records]="2000 10 4K 6"
   [same]="2 2 64M 5"
 )
+for size in "${sizes[@]}"; do sets[big$size]="2 1 $size 1"; done
 
 bytes_of() {
   local n=${1%[KMG]}
@@ -100,8 +117,8 @@ bytes_of() {
 # Writes the set unless its project file and every data file of the right
 # size are there.
 ensure_set() {
-  local name=$1 files groups size seed i
-  read -r files groups size seed <<<"${sets[$name]}"
+  local name=$1 files groups size seed dense i
+  read -r files groups size seed dense <<<"${sets[$name]}"
   local complete=1 bytes
   bytes=$(bytes_of "$size")
   [[ -f $data/$name.txt ]] || complete=0
@@ -111,7 +128,7 @@ ensure_set() {
   if [[ $complete -eq 0 ]]; then
     log "writing data set '$name': $files files of $size in $groups groups (seed $seed)"
     mkdir -p "$data"
-    "$build/bench/ovrell_bench_data" "$data" "$name" "$files" "$groups" "$size" "$seed"
+    "$build/bench/ovrell_bench_data" "$data" "$name" "$files" "$groups" "$size" "$seed" $dense
   fi
   # 'same' has a third file, a copy of the first in a group of its own: two
   # groups agree on every bit, so no stretch ever separates them.
@@ -135,38 +152,40 @@ set_files() { # the data files of a set, in file order
 # dis_files (result files compared across rounds), twin (scenario whose
 # outputs must be the same).
 scenario() {
-  local id=$1
-  limit=100000000 ref_ovrell=0 count_args=() twin=""
+  local id=$1 size=${2:-}
+  limit=100000000 ref_ovrell=0 count_args=() twin="" bytes=0
   dis_files=()
   local m=()
   [[ $id == *m ]] && m=(-m 16MB) limit=16777216
   case "$id" in
     S1 | S1m)
-      what="read and mask: 2 files of 256 MiB, one group, -f 0${m:+ -m 16MB}; reference cat of both"
-      dataset=big args=(-p "$data/big.txt" -f 0 "${m[@]}" G)
-      mapfile -t ref < <(set_files big)
-      ref=(cat "${ref[@]}") target=2
-      [[ $id == S1m ]] && twin=S1
+      what="read and mask: 2 files of ${size}iB, one group, -f 0${m:+ -m 16MB}; reference cat of both"
+      dataset=big$size args=(-p "$data/big$size.txt" -f 0 "${m[@]}" G)
+      mapfile -t ref < <(set_files "big$size")
+      ref=(cat "${ref[@]}") target=1
+      [[ $id == S1m ]] && twin=S1@$size
       ;;
     S2)
-      what="hex text: 2 files of 256 MiB, -f 1; reference xxd -p of one"
-      dataset=big args=(-p "$data/big.txt" -f 1 G) ref=(xxd -p "$data/big_0.bin") target=0.12
+      what="hex text: 2 files of ${size}iB, -f 1; reference xxd -p of one"
+      dataset=big$size args=(-p "$data/big$size.txt" -f 1 G) ref=(xxd -p "$data/big${size}_0.bin")
+      target=0.05
       ;;
     S3)
-      what="binary text: 2 files of 256 MiB, -f 4; reference xxd -b of one"
-      dataset=big args=(-p "$data/big.txt" -f 4 G) ref=(xxd -b "$data/big_0.bin") target=0.12
+      what="binary text: 2 files of ${size}iB, -f 4; reference xxd -b of one"
+      dataset=big$size args=(-p "$data/big$size.txt" -f 4 G) ref=(xxd -b "$data/big${size}_0.bin")
+      target=0.03
       ;;
     S4)
       what="many files: 64 files of 8 MiB in 8 groups, -f 1; reference cat of all"
       dataset=many args=(-p "$data/many.txt" -f 1 G)
       mapfile -t ref < <(set_files many)
-      ref=(cat "${ref[@]}") target=3
+      ref=(cat "${ref[@]}") target=1.5
       ;;
     S5 | S5m)
       what="dissimilarities: 2 files of 16 MiB in 2 groups, -d${m:+ -m 16MB}; reference xxd -b of one"
       dataset=two args=(-p "$data/two.txt" -d "$work/dis" "${m[@]}" G)
-      ref=(xxd -b "$data/two_0.bin") target=1 dis_files=("$work/dis")
-      count_args=(-p "$data/two.txt" -d "$work/dis-count" "${m[@]}" -f 4 -n G)
+      ref=(xxd -b "$data/two_0.bin") target=0.1 dis_files=("$work/dis")
+      count_args=(-p "$data/two.txt" -d "$work/dis-count" "${m[@]}" -x -f 4 -n G)
       [[ $id == S5m ]] && twin=S5
       ;;
     M1)
@@ -175,11 +194,17 @@ scenario() {
       ref=(xxd -b "$data/same_0.bin") target=1 dis_files=("$work/dis")
       ;;
     S6)
-      what="many groups: 32 files of 1 MiB in 32 groups, -d; linear against quadratic (-q)"
-      dataset=groups args=(-p "$data/groups.txt" -d "$work/dis" G)
-      ref=("$ovrell" -p "$data/groups.txt" -q -d "$work/dis-q" G) ref_ovrell=1 target=0.5
+      what="many groups, dense: 32 files of 1 MiB in 32 groups, each its own random image, -d; linear against quadratic (-q)"
+      dataset=dense args=(-p "$data/dense.txt" -d "$work/dis" G)
+      ref=("$ovrell" -p "$data/dense.txt" -q -d "$work/dis-q" G) ref_ovrell=1 target=0.5
       dis_files=("$work/dis" "$work/dis-q")
-      count_args=(-p "$data/groups.txt" -d "$work/dis-count" -f 4 -n G)
+      count_args=(-p "$data/dense.txt" -d "$work/dis-count" -x -f 4 -n G)
+      ;;
+    S7)
+      what="many small records: 2,000 files of 4 KiB in 10 groups, -f 1 -x; reference cat of all"
+      dataset=records args=(-p "$data/records.txt" -f 1 -x G)
+      mapfile -t ref < <(set_files records)
+      ref=(cat "${ref[@]}") target=1
       ;;
   esac
   return 0
@@ -216,27 +241,28 @@ declare -A checksums=()
 
 # Runs one scenario and appends its row to `rows`.
 run_scenario() {
-  local id=$1 round first="" sums ovrell_times=() ref_times=() peak=0
-  scenario "$id"
+  local id=$1 size=${2:-} round first="" sums ovrell_times=() ref_times=() peak=0
+  local label=$id${size:+@$size}
+  scenario "$id" "$size"
   ensure_set "$dataset"
   for ((round = 0; round <= runs; round++)); do
-    local label="round $round/$runs"
-    [[ $round -eq 0 ]] && label="warm-up"
+    local round_label="round $round/$runs"
+    [[ $round -eq 0 ]] && round_label="warm-up"
     rm -f "${dis_files[@]}"
     if ! timed ovrell "$ovrell" "${args[@]}"; then
-      rows+=("| $id | $what | run failed | | | | | | | | |")
+      rows+=("| $label | $what | run failed | | | | | | | | |")
       failed=1
       return
     fi
     local ovrell_time=$elapsed ovrell_rss=$rss
     ((rss > peak)) && peak=$rss
     if ! timed reference "${ref[@]}"; then
-      rows+=("| $id | $what | | reference failed | | | | | | | |")
+      rows+=("| $label | $what | | reference failed | | | | | | | |")
       failed=1
       return
     fi
     ((ref_ovrell && rss > peak)) && peak=$rss
-    log "$id $label: ovrell $ovrell_time s, reference $elapsed s, peak RSS $((ovrell_rss / 1024)) MiB"
+    log "$label $round_label: ovrell $ovrell_time s, reference $elapsed s, peak RSS $((ovrell_rss / 1024)) MiB"
     if [[ $round -gt 0 ]]; then
       ovrell_times+=("$ovrell_time")
       ref_times+=("$elapsed")
@@ -248,18 +274,18 @@ run_scenario() {
     local file
     for file in "${dis_files[@]}"; do sums+="$(basename "$file"):$(cksum <"$file") "; done
     sums+="stdout:$( (cd "$work" && "$ovrell" "${args[@]}" 2>/dev/null) | cksum)" || {
-      rows+=("| $id | $what | run failed | | | | | | | | |")
+      rows+=("| $label | $what | run failed | | | | | | | | |")
       failed=1
       return
     }
     if [[ $round -eq 0 ]]; then
       first=$sums
     elif [[ $sums != "$first" ]]; then
-      notes+=("$id: the output of $label differs from the warm-up round's ($sums; $first)")
+      notes+=("$label: the output of $round_label differs from the warm-up round's ($sums; $first)")
       failed=1
     fi
   done
-  checksums[$id]=$first
+  checksums[$label]=$first
 
   local ovrell_median ref_median ratio ok memory_ok nsbit="" bits
   ovrell_median=$(median "${ovrell_times[@]}")
@@ -278,7 +304,7 @@ run_scenario() {
     fi
     nsbit+=" ($bits bits)"
   fi
-  rows+=("| $id | $what | $ovrell_median | $ref_median | $ratio | <= $target | $ok | $peak_mib | $allowed_mib | $memory_ok | $nsbit |")
+  rows+=("| $label | $what | $ovrell_median | $ref_median | $ratio | <= $target | $ok | $peak_mib | $allowed_mib | $memory_ok | $nsbit |")
 
   # Two routes that must agree.
   if [[ $id == S6 && $(cksum <"$work/dis") != "$(cksum <"$work/dis-q")" ]]; then
@@ -286,19 +312,64 @@ run_scenario() {
     failed=1
   fi
   if [[ -n $twin && -n ${checksums[$twin]:-} ]]; then
-    local mine=${checksums[$id]} theirs=${checksums[$twin]}
+    local mine=${checksums[$label]} theirs=${checksums[$twin]}
     [[ $id == S5m ]] && mine=${mine%% stdout:*} theirs=${theirs%% stdout:*}
     if [[ $mine != "$theirs" ]]; then
-      notes+=("$id: the output differs from $twin's ($mine; $theirs)")
+      notes+=("$label: the output differs from $twin's ($mine; $theirs)")
       failed=1
     fi
   fi
+  if [[ $id =~ ^S[123]$ ]]; then
+    points+=("$(bytes_of "$size") $id $ovrell_median $ref_median")
+  fi
 }
 
+# Throughput (MiB of input per second) against file size, for S1 to S3 and
+# their references: a line per program; input is both files for ovrell and
+# cat, one file for xxd.
+draw_plot() {
+  local svg=$repo/docs/benchmark.svg table=$build/plot.dat
+  printf '%s\n' "${points[@]}" | sort -n | awk '
+    { size = $1; mib = size / 1048576; t[size, $2] = $3; r[size, $2] = $4; sizes[size] = mib }
+    END {
+      print "# size_MiB ovrell-f0 cat ovrell-f1 xxd-p ovrell-f4 xxd-b"
+      for (s in sizes) {
+        line = sizes[s]
+        line = line " " (t[s, "S1"] ? 2 * sizes[s] / t[s, "S1"] : "NaN") " " (r[s, "S1"] ? 2 * sizes[s] / r[s, "S1"] : "NaN")
+        line = line " " (t[s, "S2"] ? 2 * sizes[s] / t[s, "S2"] : "NaN") " " (r[s, "S2"] ? sizes[s] / r[s, "S2"] : "NaN")
+        line = line " " (t[s, "S3"] ? 2 * sizes[s] / t[s, "S3"] : "NaN") " " (r[s, "S3"] ? sizes[s] / r[s, "S3"] : "NaN")
+        print line
+      }
+    }' | sort -n >"$table"
+  gnuplot <<GNUPLOT
+set terminal svg size 800,480 dynamic enhanced font "sans,12" background "white"
+set output "$svg"
+set title "ovrell and its references: throughput against file size ($(nproc) cores, page cache hot)"
+set logscale xy
+set xlabel "file size (MiB)"
+set ylabel "input read per second (MiB/s)"
+set key outside right
+set grid
+plot "$table" using 1:2 with linespoints lw 2 title "ovrell -f 0 (2 files)", \
+     "$table" using 1:3 with linespoints dt 2 title "cat (2 files)", \
+     "$table" using 1:4 with linespoints lw 2 title "ovrell -f 1 (2 files)", \
+     "$table" using 1:5 with linespoints dt 2 title "xxd -p (1 file)", \
+     "$table" using 1:6 with linespoints lw 2 title "ovrell -f 4 (2 files)", \
+     "$table" using 1:7 with linespoints dt 2 title "xxd -b (1 file)"
+GNUPLOT
+  log "plot: $svg"
+}
+
+points=()
 mkdir -p "$work"
 for id in "${only[@]}"; do
-  run_scenario "$id"
+  if [[ $id =~ ^S[123]$|^S1m$ ]]; then
+    for size in "${sizes[@]}"; do run_scenario "$id" "$size"; done
+  else
+    run_scenario "$id"
+  fi
 done
+[[ $plot -eq 1 ]] && draw_plot
 
 # --- Report ----------------------------------------------------------------------
 

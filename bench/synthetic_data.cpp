@@ -2,19 +2,21 @@
 
 namespace bench {
 
-SyntheticSet::SyntheticSet(std::uint64_t seed, std::uint64_t groups)
+SyntheticSet::SyntheticSet(std::uint64_t seed, std::uint64_t groups, bool dense)
     : baseKey_(mix(mix(seed) ^ 1)),
       groupKey_(mix(mix(seed) ^ 2)),
       fileKey_(mix(mix(seed) ^ 3)),
-      groups_(groups) {}
+      groups_(groups),
+      dense_(dense) {}
 
 void SyntheticSet::fill(std::uint64_t file, std::uint64_t offset, std::uint64_t length,
                         unsigned char* out) const {
   // The base: word w of every file is the SplitMix64 output number w,
   // stored least significant byte first.
   const std::uint64_t firstWord = offset / 8;
+  const std::uint64_t key = dense_ ? mix(baseKey_ ^ mix(groupOf(file) + 1)) : baseKey_;
   for (std::uint64_t i = 0; i < length; i += 8) {
-    std::uint64_t word = mix(baseKey_ + (firstWord + i / 8) * 0x9E3779B97F4A7C15ULL);
+    std::uint64_t word = mix(key + (firstWord + i / 8) * 0x9E3779B97F4A7C15ULL);
     const std::uint64_t bytes = length - i < 8 ? length - i : 8;
     for (std::uint64_t b = 0; b < bytes; ++b, word >>= 8)
       out[i + b] = static_cast<unsigned char>(word);

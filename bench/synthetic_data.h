@@ -5,7 +5,9 @@
 // one in every kGroupRegion bytes, so the groups differ; each file has its
 // own, rarer ones, one in every kFileRegion bytes, so files of one group
 // differ too and their commonality masks have holes. File i belongs to group
-// i % groups.
+// i % groups. A dense set gives every group a random image of its own
+// instead, so that most bits are uniform inside the groups and differ
+// between them: nearly every bit is a column of the dissimilarity kernels.
 //
 // Every byte is a pure function of (seed, groups, file, position): the PRNG is
 // a counter-based SplitMix64, so any range of a file can be produced on its
@@ -32,7 +34,7 @@ inline std::uint64_t mix(std::uint64_t z) {
 class SyntheticSet {
  public:
   // REQUIRES: groups > 0.
-  SyntheticSet(std::uint64_t seed, std::uint64_t groups);
+  SyntheticSet(std::uint64_t seed, std::uint64_t groups, bool dense = false);
 
   std::uint64_t groupOf(std::uint64_t file) const { return file % groups_; }
 
@@ -51,6 +53,7 @@ class SyntheticSet {
   std::uint64_t groupKey_;
   std::uint64_t fileKey_;
   std::uint64_t groups_;
+  bool dense_;
 };
 
 }  // namespace bench
