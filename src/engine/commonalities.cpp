@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include <algorithm>
 #include <ostream>
 
@@ -50,15 +52,27 @@ void Ovrell::excludeOfWords(const std::vector<const Word*>& rows, Word* mask, st
   }
 }
 
+namespace {
+// Result files written at once by one read of a block.
+constexpr std::uint64_t kMostOpenResults = 64;
+}  // namespace
+
 void Ovrell::doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start,
                             const FileList& files, ArrayBuff& block) {
   // Attributes that share standard output print one whole block each, in
   // turn, so each reads the block for itself; attributes with files of their
-  // own share one read.
+  // own share one read, as many at a time as can keep their files open
+  // beside the data files.
   const std::size_t count = options.attributes.size();
-  const bool shareRead = count == 1 || !options.comFile.empty();
-  for (std::size_t first = 0; first < count; first = shareRead ? count : first + 1)
-    maskBlock(attributeIndex, files, start, block, first, shareRead ? count : first + 1);
+  std::size_t batch = 1;
+  if (!options.comFile.empty()) {
+    rlimit limit{};
+    const std::uint64_t open = getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 1024;
+    const std::uint64_t spare = open > files.size() + 16 ? open - files.size() - 16 : 1;
+    batch = static_cast<std::size_t>(std::min<std::uint64_t>(spare, kMostOpenResults));
+  }
+  for (std::size_t first = 0; first < count; first += batch)
+    maskBlock(attributeIndex, files, start, block, first, std::min(count, first + batch));
   if (count == 0) readBlock(files, start, block);
 }
 
