@@ -92,9 +92,18 @@ TEST(Failures, FewDescriptorsAreEnough) {
   const std::string limit = "7";
 #endif
   const Sandbox sb;
+  // Twenty copies of the attribute G: twenty result files to write, more than can be open.
+  std::string header = "n G", lines[6];
+  for (int a = 0; a < 20; ++a) header += " G" + std::to_string(a);
+  for (int f = 0; f < 6; ++f)
+    for (int a = 0; a <= 20; ++a)
+      lines[f] += (a ? " " : std::string(1, 'a' + f) + " ") + std::to_string(1 + f / 2);
+  put(sb, "p.txt", header + "\n" + lines[0] + "\n" + lines[1] + "\n" + lines[2] + "\n" + lines[3] +
+                       "\n" + lines[4] + "\n" + lines[5] + "\n");
   EXPECT_EQ(runScript(sb, "a=0F0F b=0F0F c=F0F0 d=F0F0 e=3C3C f=3C3C",
-                      "printf \"n G\\na 1\\nb 1\\nc 2\\nd 2\\ne 3\\nf 3\\n\" > p.txt; "
                       "\"$OVRELL\" -p p.txt -c r1 -d d1 G; (ulimit -n " + limit + "; \"$OVRELL\" -p "
-                      "p.txt -c r2 -d d2 G; echo \"status $?\"); cmp r1 r2 && cmp d1 d2 && cat d2"),
-            "status 0\n(13-14)\n(11-12)\n(9-10)\n(7-8)\n(5-6)\n(3-4)\n(1-2)\n");
+                      "p.txt -c r2 -d d2 G; \"$OVRELL\" -p p.txt -x -c m G G0 G1 G2 G3 G4 G5 G6 G7 G8 G9 "
+                      "G10 G11 G12 G13 G14 G15 G16 G17 G18 G19; echo \"status $?\"); cmp r1 r2 && "
+                      "cmp d1 d2 && cat d2 m_20; cat m_* | wc -c"),
+            "status 0\n(13-14)\n(11-12)\n(9-10)\n(7-8)\n(5-6)\n(3-4)\n(1-2)\nFF FF105\n");
 }
