@@ -56,14 +56,21 @@ void Ovrell::readBlock(const FileList& files, std::uint64_t start, ArrayBuff blo
 
 namespace {
 
-// The files of one block, open for reading; closed when it goes.
+// Files kept open during a block; with more, each read opens its file.
+constexpr std::size_t kMostOpenFiles = 128;
+
+// The files of one block, for reading; those it keeps open are closed when
+// it goes.
 class OpenFiles {
  public:
-  // Opens every file; false when one cannot be opened (the others are closed
-  // with the object, as always; a descriptor limit makes this fail).
-  bool open(const FileList& files) {
-    for (const auto& file : files) {
-      const int fd = ::open(file.c_str(), O_RDONLY);
+  explicit OpenFiles(const FileList& files) : files_(files) {}
+  // Opens every file when there are few enough to keep open; false when one
+  // cannot be opened (the others are closed with the object, as always; a
+  // descriptor limit makes this fail).
+  bool open() {
+    if (files_.size() > kMostOpenFiles) return true;
+    for (const auto& file : files_) {
+      const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
       if (fd < 0) return false;
       fds_.push_back(fd);
     }
@@ -74,20 +81,23 @@ class OpenFiles {
   }
   // Reads exactly `size` bytes of file i at `offset`, or returns false.
   bool read(std::size_t i, unsigned char* to, std::uint64_t size, std::uint64_t offset) const {
-    while (size > 0) {
-      const ssize_t got = ::pread(fds_[i], to, size, static_cast<off_t>(offset));
-      if (got <= 0) return false;
-      to += got, size -= static_cast<std::uint64_t>(got), offset += static_cast<std::uint64_t>(got);
+    const int fd = fds_.empty() ? ::open(files_[i].c_str(), O_RDONLY | O_CLOEXEC) : fds_[i];
+    bool whole = fd >= 0;
+    while (whole && size > 0) {
+      const ssize_t got = ::pread(fd, to, size, static_cast<off_t>(offset));
+      whole = got > 0;
+      if (whole)
+        to += got, size -= static_cast<std::uint64_t>(got),
+            offset += static_cast<std::uint64_t>(got);
     }
-    return true;
+    if (fds_.empty() && fd >= 0) ::close(fd);
+    return whole;
   }
 
  private:
+  const FileList& files_;
   std::vector<int> fds_;
 };
-
-// Files kept open at once during a block; with more, blocks are read whole.
-constexpr std::size_t kMostOpenFiles = 128;
 
 // Tiles read ahead of the one being worked on: with a second thread, tile
 // k + 1 is read while tile k is handed to the caller. Tile k lives in slot
@@ -167,7 +177,7 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
   std::uint64_t delivered = 0;  // words already handed to tileDone
-  if (files.size() <= kMostOpenFiles && (chunk == 1 || block.rowSize % chunk == 0) &&
+  if ((chunk == 1 || block.rowSize % chunk == 0) &&
       readTiles(files, start, block, tileDone, fileRows, delivered))
     return;
   // With every file of the tiles closed again.
@@ -181,9 +191,12 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
                        std::uint64_t& delivered) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
-  OpenFiles opened;
-  if (!opened.open(files)) return false;
-  const std::uint64_t tileWords = std::max<std::uint64_t>(tileBytes / 8 / files.size(), 1);
+  OpenFiles opened(files);
+  if (!opened.open()) return false;
+  // A tile holds tileBytes of all files, but at least tileBytes / 128 of
+  // each, so that many files are not read in slivers.
+  const std::uint64_t fileShare = std::min<std::uint64_t>(files.size(), kMostOpenFiles);
+  const std::uint64_t tileWords = std::max<std::uint64_t>(tileBytes / 8 / fileShare, 1);
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
   // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
   // and its bit inversion runs on to the end of the padded row.

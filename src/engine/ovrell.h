@@ -69,11 +69,11 @@ class Ovrell {
   // i's word `first`. The tiles cover the rows' words in order; they land in
   // a small buffer that is reused (with readThreads > 1 the next tile is
   // read by a second thread meanwhile), and the block's storage is not
-  // touched. When a
-  // tile cannot be read, or there are too many files to keep open, the block
-  // is read whole by readBlock, whose message names the first file in list
-  // order that cannot be read, and tileDone runs once more for all the words
-  // it has not had yet.
+  // touched. Up to 128 files stay open during the block; with more, every
+  // read opens its file. When a tile cannot be read, the block is read whole
+  // by readBlock, whose message names the first file in list order that
+  // cannot be read, and tileDone runs once more for all the words it has not
+  // had yet.
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,

@@ -97,7 +97,7 @@ TEST(BlockReader, TilesCarryTheSameBytesAsTheWholeBlock) {
       ASSERT_TRUE(std::equal(&whole[row], &whole[row] + size, &seen[row])) << round << " " << i;
     }
     const bool untouched = std::all_of(tiled.begin(), tiled.end(), [](int c) { return c == 0xAB; });
-    EXPECT_EQ(untouched, n <= 128) << round;
+    EXPECT_TRUE(untouched) << round;
   }
   std::ostringstream err;
   std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
