@@ -290,8 +290,9 @@ void BM_WriteDissimilarities(benchmark::State& state) {
   for (auto _ : state) {
     PositionQueue queue;
     std::uint64_t lastValue = 0;
+    ResultFile file;
     f.engine.writeDissimilarities(f.columnValues, f.columns, f.mask, 0, queue, lastValue, 0,
-                                  f.valueWidth);
+                                  f.valueWidth, file);
   }
   std::remove(name.c_str());
   state.SetItemsProcessed(state.iterations() * f.columns);

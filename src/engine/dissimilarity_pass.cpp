@@ -7,6 +7,12 @@
 #include "engine/position_queue.h"
 #include "engine/single_list.h"
 
+namespace {
+// Mask bytes whose masked bits go through the kernel at a time (a multiple
+// of 8): up to 128 Ki columns.
+constexpr std::uint64_t kColumnBytes = 16 * 1024;
+}  // namespace
+
 void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeIndex,
                                std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
                                ArrayBuff& block, VectorBuff& mask) {
@@ -22,7 +28,7 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
   single_list<NodeType> zeros(n), ones(n);
 
   std::vector<unsigned int> groupSizes;
-  std::vector<unsigned long long*> rowPointers;
+  std::vector<unsigned long long*> rowPointers, partRows;
   for (std::size_t position = 0; position < options.attributes.size(); ++position) {
     PositionQueue queue;
     std::uint64_t lastValue = 0;
@@ -47,19 +53,33 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
         collectGroups(valueIndex, block, groupSizes, rowPointers);
       }
       readBlock(files, start, block);
+      partRows.resize(rowPointers.size());
       commonalities(groupSizes, rowPointers, block, mask);
       if (options.exclude) exclude(block, rowPointers, mask);
       appendPartialResult(mask.data, mask.size, kPartialResultsFile);
       if (!options.exclude) exclude(block, rowPointers, mask);
 
-      const std::uint64_t columns = gatherColumns(groupRows, mask, groupSizes, rowPointers);
-      if (columns > 0) {
-        if (options.linear)
-          linearColumns(zeros, ones, columnValues, columns, valueWidth);
-        else
-          quadraticColumns(groupRows, structure, columnValues, columns, valueWidth);
-        writeDissimilarities(columnValues, columns, mask, start, queue, lastValue, position,
-                             valueWidth);
+      // The masked bits go through the kernel and the writer a part of the
+      // mask at a time, from the block's end to its start. Their state
+      // carries from part to part as it does from block to block, so the
+      // lines are those of the whole block at once, and only a part's
+      // worth of the column table and of the group rows is ever touched.
+      ResultFile lines;  // opened by the first part with masked bits
+      for (std::uint64_t end = mask.size; end > 0;) {
+        const std::uint64_t from = (end - 1) / kColumnBytes * kColumnBytes;
+        VectorBuff part{mask.data + from, end - from};
+        for (std::size_t f = 0; f < rowPointers.size(); ++f)
+          partRows[f] = rowPointers[f] + from / 8;
+        const std::uint64_t columns = gatherColumns(groupRows, part, groupSizes, partRows);
+        if (columns > 0) {
+          if (options.linear)
+            linearColumns(zeros, ones, columnValues, columns, valueWidth);
+          else
+            quadraticColumns(groupRows, structure, columnValues, columns, valueWidth);
+          writeDissimilarities(columnValues, columns, part, start + from, queue, lastValue,
+                               position, valueWidth, lines);
+        }
+        end = from;
       }
       remaining = remaining >= blockSize ? remaining - blockSize : 0;
     }

@@ -164,12 +164,14 @@ class Ovrell {
   void writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize, std::uint64_t fileSize,
                                std::size_t position);
   // Appends a line "(first-last)" for every inclusion-minimal distinguishing
-  // stretch that starts in this block, from its last masked bit to its
-  // first. `queue` and `lastValue` carry the current agreeing run from block
-  // to block of one attribute.
+  // stretch that starts in this part of a block (`mask` from file byte
+  // `start`), from its last masked bit to its first. `queue` and `lastValue`
+  // carry the current agreeing run from part to part and block to block of
+  // one attribute. `file` is opened at the first call of a block (a failure
+  // ends the run) and kept open for the block's other parts.
   void writeDissimilarities(VectorBuff& columnValues, std::uint64_t columns, VectorBuff& mask,
                             std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
-                            std::size_t position, unsigned valueWidth);
+                            std::size_t position, unsigned valueWidth, ResultFile& file);
 
  private:
   // The tiles of readBlockInTiles with every file open; false, with the

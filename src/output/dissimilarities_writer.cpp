@@ -8,11 +8,12 @@
 void Ovrell::writeDissimilarities(VectorBuff& columnValues, std::uint64_t columns, VectorBuff& mask,
                                   std::uint64_t start, PositionQueue& queue,
                                   std::uint64_t& lastValue, std::size_t position,
-                                  unsigned valueWidth) {
+                                  unsigned valueWidth, ResultFile& file) {
   if (options.disFile.empty()) return;
-  const std::string name = resultFileName(options.disFile, options.attributes.size(), position);
-  ResultFile file;
-  if (!file.open(name)) cannotOpenResultFile(name);
+  if (!file.isOpen()) {
+    const std::string name = resultFileName(options.disFile, options.attributes.size(), position);
+    if (!file.open(name)) cannotOpenResultFile(name);
+  }
   std::ostream& out = file.stream();
 
   // The masked bits from the block's last to its first, the column values

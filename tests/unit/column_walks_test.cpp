@@ -101,8 +101,9 @@ TEST(ColumnWalks, SkippingZeroWordsVisitsTheSameBitsInTheSameOrder) {
       }
       slowLast = lastValue;
       VectorBuff valueBuffer{reinterpret_cast<unsigned char*>(values.data()), values.size() * 2};
+      ResultFile file;
       engine.writeDissimilarities(valueBuffer, columns, maskBuffer, block * size, queue, lastValue,
-                                  0, 2);
+                                  0, 2, file);
       slowWrite(expected, values, columns, maskBytes, block * size, slowQueue, slowLast);
       ASSERT_EQ(lastValue, slowLast);
       ASSERT_EQ(queue.size(), slowQueue.size());

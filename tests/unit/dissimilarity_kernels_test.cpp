@@ -98,7 +98,11 @@ TEST(DissimilarityKernels, BrokenLinkageEndsTheRunWithItsMessage) {
   PositionQueue queue;
   std::uint64_t last = 3;
   EXPECT_EQ(
-      status([&] { engine.writeDissimilarities(values, 1, maskBuffer, 0, queue, last, 0, 1); }), 1);
+      status([&] {
+        ResultFile file;
+        engine.writeDissimilarities(values, 1, maskBuffer, 0, queue, last, 0, 1, file);
+      }),
+      1);
   const std::string message =
       "Error - the linear algorithm cannot go on with the lists that an earlier attribute of "
       "this run left linked. Name one attribute per run with -d, or use -q.\n";
