@@ -87,7 +87,7 @@ TEST(Property, CommonalitiesMatchTheModel) {
         for (std::size_t i = 0; i < size * 8; ++i) {  // bits shifted in from the source byte
           const unsigned char from = data[f][i / 8 / used * used + used - 1 - i / 8 % used];
           const int bit = from >> (invert ? i % 8 : 7 - i % 8) & 1;
-          read[f][i / 8] = static_cast<char>(read[f][i / 8] << 1 | bit);
+          read[f][i / 8] = static_cast<char>((read[f][i / 8] & 0x7F) << 1 | bit);
         }
       const std::size_t block = (std::min<std::size_t>((limit - 80) / 6, size) + 7) / 8 * 8;
       std::vector<std::string> masks;
