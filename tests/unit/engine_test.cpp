@@ -40,7 +40,7 @@ TEST(Engine, PrinterOverwritesTheRowAndLeavesTheStreamChanged) {
 }
 
 // Tiles against the whole-block read, for few files and for more than are kept open; a missing
-// and a short file.
+// and a short file end the run with status 1.
 TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   Options options;
   Ovrell engine(options);
@@ -81,11 +81,12 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   std::vector<unsigned char> rows(16);
   std::ostringstream err;
   std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
-  setExitHandler([](int status) { throw status; });
+  setExitHandler([](int status) { std::cerr << "status " << status << "\n", throw status; });
   EXPECT_THROW(engine.readBlock({all[1], dir + "/none"}, 0, {rows.data(), 8, 2}), int);
   EXPECT_THROW(engine.readBlockInTiles({all[1]}, 59992, {rows.data(), 16, 1}, false, {}), int);
-  EXPECT_EQ(err.str(), "Error reading file '\"" + dir + "/none\"'.\nError reading file '\"" +
-                           all[1].string() + "\"'.\n");
+  EXPECT_EQ(err.str(), "Error reading file '\"" + dir +
+                           "/none\"'.\nstatus 1\nError reading file '\"" + all[1].string() +
+                           "\"'.\nstatus 1\n");
   std::cerr.rdbuf(savedErr), setExitHandler(nullptr);
   boost::filesystem::remove_all(dir);
 }
