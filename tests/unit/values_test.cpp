@@ -6,7 +6,7 @@
 #include "options/option_values.h"
 #include "project/attribute_index.h"
 
-TEST(Values, MemoryLimitBudgetAndHash) {
+TEST(Values, LimitsBudgetAndHash) {
   // "text=limit": atol before a KB, MB or GB suffix, times it, in 32 bits; or the refusal.
   // clang-format off
   for (const std::string c : {"1KB=1024", "1kb=1024", "2mB=2097152", "3Gb=3221225472", "10K=10",
