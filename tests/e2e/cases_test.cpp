@@ -168,6 +168,9 @@ TEST(Cases, StreamsStatusAndFilesOfEveryMessageFormatAndAttribute) {
       // Several attributes: one file each, in command-line order; U's groups differ at 1 and 6.
       {kT, "-q|-d|dis|U|T|U", "", 0, "C3FFC3", kXyz,
        "dis_0=(6-6)\n(1-1)\n;dis_1=" + kXyzLines + ";dis_2=(6-6)\n(1-1)\n;"},
+      // Eight one-file groups: the linear algorithm walks lists of eight nodes.
+      {"file G\nf0 a\nf1 b\nf2 c\nf3 d\nf4 e\nf5 f\nf6 g\nf7 h\n", "-d|dis|G", "", 0, "FF",
+       "f0=00 f1=01 f2=02 f3=03 f4=04 f5=05 f6=06 f7=07", "dis=(5-7)\n;"},
       // Files of 8191 bytes count in 4 bytes; -f 9 prints nothing.
       {"file G\na x\nb y\n", "-f|9|-d|dis|G", "", 0, "", "a=" + k8190 + "00 b=" + k8190 + "01",
        "dis=(65527-65527)\n;"},
