@@ -1,10 +1,9 @@
-// The runner of the end-to-end tables: each row runs the built ovrell binary once in a temporary
-// working directory and compares standard output, standard error, exit status and result files.
+// Runs the built ovrell in a temporary working directory and compares standard output, standard
+// error, exit status and result files byte for byte; and `printed`, the slow reference printer.
 #ifndef OVRELL_TESTS_E2E_CASE_RUNNER_H_
 #define OVRELL_TESTS_E2E_CASE_RUNNER_H_
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,19 +11,15 @@
 #include <algorithm>
 #include <boost/filesystem.hpp>
 #include <csignal>
-#include <cstdio>
 #include <fstream>
-#include <sstream>
-#include <string>
-#include <tuple>
-#include <vector>
 
-// A temporary directory around the working directory `dir`, removed when the sandbox goes.
-struct Sandbox {
-  Sandbox() : root((boost::filesystem::temp_directory_path() / "ovrell-e2e-XXXXXX").string()) {
-    if (!mkdtemp(&root[0]) || !boost::filesystem::create_directory(dir = root + "/w")) std::abort();
+namespace fs = boost::filesystem;
+
+struct Sandbox {  // the working directory `dir` inside `root`, both removed with the sandbox
+  Sandbox() : root((fs::temp_directory_path() / "ovrell-e2e-XXXXXX").string()) {
+    if (!mkdtemp(&root[0]) || !fs::create_directory(dir = root + "/w")) std::abort();
   }
-  ~Sandbox() { boost::filesystem::remove_all(root, ignored); }
+  ~Sandbox() { fs::remove_all(root, ignored); }
   std::string root, dir;
   boost::system::error_code ignored;
 };
@@ -35,34 +30,24 @@ inline std::string slurp(const std::string& file) {
   return bytes.str();
 }
 
-// Writes `bytes` to the file `name` under the sandbox's working directory, making its directories.
-inline void put(const Sandbox& sb, const std::string& name, const std::string& bytes) {
-  const boost::filesystem::path file = sb.dir + "/" + name;
-  boost::filesystem::create_directories(file.parent_path());
-  std::ofstream(file.string(), std::ios::binary) << bytes;
+inline void write(const Sandbox& sb, const std::string& name, const std::string& bytes) {
+  fs::create_directories(fs::path(sb.dir + "/" + name).parent_path());
+  std::ofstream(sb.dir + "/" + name, std::ios::binary) << bytes;
 }
 
-// Runs a shell script in the sandbox's working directory, with the data files ("name=HEX", blank
-// separated) written and $OVRELL naming the built tool; returns what it printed on both streams.
-inline std::string runScript(const Sandbox& sb, const std::string& files,
-                             const std::string& script) {
+// Writes blank-separated "name=HEX" or "name:text" files under sb.dir.
+inline void put(const Sandbox& sb, const std::string& files) {
   std::istringstream items(files);
   for (std::string item; items >> item;) {
-    std::string bytes;
-    for (std::size_t i = item.find('=') + 1; i + 1 < item.size(); i += 2)
-      bytes += static_cast<char>(std::stoi(item.substr(i, 2), nullptr, 16));
-    put(sb, item.substr(0, item.find('=')), bytes);
+    const std::size_t at = item.find_first_of("=:");
+    std::string value = item.substr(at + 1), bytes;
+    for (std::size_t i = 0; item[at] == '=' && i + 1 < value.size(); i += 2)
+      bytes += static_cast<char>(std::stoi(value.substr(i, 2), nullptr, 16));
+    write(sb, item.substr(0, at), item[at] == '=' ? bytes : value);
   }
-  std::signal(SIGPIPE, SIG_DFL);  // so that a writer whose reader has gone ends, as in a shell
-  const std::string out = sb.root + "/script.out";
-  const std::string command = "cd '" + sb.dir + "' && OVRELL='" + OVRELL_BINARY + "' sh -c '" +
-                              script + "' > '" + out + "' 2>&1";
-  EXPECT_EQ(std::system(command.c_str()), 0) << script;
-  return slurp(out);
 }
 
-// How the tool prints `piece` in -f `format` (0 ascii .. 4 binary), with blanks unless -n; the
-// slow way, for the models of the property tests.
+// How the tool prints `piece` in -f `format` (0 ascii .. 4 binary), with blanks unless -n.
 inline std::string printed(const std::string& piece, int format, bool space) {
   std::string text;
   for (std::size_t i = 0; i < piece.size(); ++i) {
@@ -75,73 +60,64 @@ inline std::string printed(const std::string& piece, int format, bool space) {
   return text;
 }
 
-using Args = std::vector<std::string>;
-
-// The end of one run of the tool: standard output and error, the exit status (128 + the signal
-// number when a signal ended it) and the peak resident memory in KiB.
-struct Outcome {
-  std::string out, err;
-  int status;
-  long peakKib;
-};
-
-// Runs the built ovrell as `program` with `args` in the sandbox's working directory, standard
-// input from /dev/null. Standard output goes to `outPath` when it is given (and is then not read
-// back), else to a file beside the working directory.
-inline Outcome runOvrell(const Sandbox& sb, Args args, const std::string& program = "ovrell",
-                         std::string outPath = "") {
-  args.insert(args.begin(), program);
-  std::vector<char*> argv(args.size() + 1);  // ends with a null pointer
-  std::transform(args.begin(), args.end(), argv.begin(), [](std::string& a) { return &a[0]; });
-  const bool readOut = outPath.empty();
-  if (readOut) outPath = sb.root + "/out";
-  const std::string err = sb.root + "/err";
-  const pid_t pid = fork();
-  if (pid == 0) {
-    if (freopen("/dev/null", "r", stdin) && freopen(outPath.c_str(), "w", stdout) &&
-        freopen(err.c_str(), "w", stderr) && chdir(sb.dir.c_str()) == 0)
-      execv(OVRELL_BINARY, argv.data());
-    _exit(127);
-  }
-  int ws = 0;
-  struct rusage usage {};
-  if (pid < 0 || wait4(pid, &ws, 0, &usage) != pid) ADD_FAILURE() << "cannot run " OVRELL_BINARY;
-  return {readOut ? slurp(outPath) : "", slurp(err),
-          WIFSIGNALED(ws) ? 128 + WTERMSIG(ws) : WEXITSTATUS(ws), usage.ru_maxrss};
+// Runs a shell script in sb.dir with $OVRELL naming the built tool, after writing `files` (as
+// for put); returns what it printed on both streams.
+inline std::string runScript(const Sandbox& sb, const std::string& files,
+                             const std::string& script) {
+  put(sb, files);
+  std::signal(SIGPIPE, SIG_DFL);  // so that a writer whose reader has gone ends, as in a shell
+  const std::string out = sb.root + "/script.out";
+  const std::string command = "cd '" + sb.dir + "' && OVRELL='" + OVRELL_BINARY + "' sh -c '" +
+                              script + "' > '" + out + "' 2>&1";
+  EXPECT_EQ(std::system(command.c_str()), 0) << script;
+  return slurp(out);
 }
 
-// One run: `args` split at '|' (led by "-p proj.txt" if a `project` text is given without -p);
-// the project text (nullptr: none) goes where -p points; `files` are blank-separated "name=HEX",
-// "name:text" or "name!" (made unreadable; left out for root). Expected: standard error, status,
-// standard output, the files res, res_0 .. res_3, dis, dis_0 .. dis_2 and the partial results file
-// __partialResult1_tmp as "name=content;" (`after`).
+struct Outcome {  // the exit status is 128 + the signal of a signalled run
+  std::string out, err;
+  int status;
+};
+
+// Runs ovrell as `args[0]` with the other `args` in sb.dir, standard input /dev/null, standard
+// output to `outPath` (read back only when none is given).
+inline Outcome runOvrell(const Sandbox& sb, std::vector<std::string> args,
+                         std::string outPath = "") {
+  std::vector<char*> argv;
+  for (std::string& a : args) argv.push_back(&a[0]);
+  argv.push_back(nullptr);
+  const bool readOut = outPath.empty();
+  if (readOut) outPath = sb.root + "/out";
+  const pid_t pid = fork();
+  if (pid == 0 && std::signal(SIGPIPE, SIG_DFL) != SIG_ERR && freopen("/dev/null", "r", stdin) &&
+      freopen(outPath.c_str(), "w", stdout) && freopen((sb.root + "/err").c_str(), "w", stderr) &&
+      chdir(sb.dir.c_str()) == 0)
+    execv(OVRELL_BINARY, argv.data());
+  if (pid == 0) _exit(127);
+  int ws = 0;
+  if (pid < 0 || waitpid(pid, &ws, 0) != pid) ADD_FAILURE() << "cannot run " OVRELL_BINARY;
+  return {readOut ? slurp(outPath) : "", slurp(sb.root + "/err"),
+          WIFSIGNALED(ws) ? 128 + WTERMSIG(ws) : WEXITSTATUS(ws)};
+}
+
+// One run of `args` split at '|', led by "-p proj.txt" for a `project` without -p; `files` as for
+// put. Expected: error, status, output, and res*, dis*, the partial results as "name=content;".
 struct Case {
-  const char* project;
-  std::string args, err;
+  std::string project, args, err;
   int status = 1;
   std::string out = "", files = "", after = "", program = "ovrell";
 };
 
 inline void expectCase(const Case& c, const std::string& commonFiles = "") {
-  if (geteuid() == 0 && c.files.find('!') != std::string::npos) return;
-  SCOPED_TRACE(std::string(c.project ? c.project : "-") + " | " + c.args);
-  namespace fs = boost::filesystem;
+  SCOPED_TRACE(c.project.substr(0, 200) + " | " + c.args);
   const Sandbox sb;
   std::vector<std::string> args{c.program};
-  std::istringstream words(c.args), items(commonFiles + " " + c.files);
+  std::istringstream words(c.args);
   for (std::string arg; std::getline(words, arg, '|');) args.push_back(arg);
-  auto p = std::find(args.begin() + 1, args.end(), "-p");
-  if (c.project && p == args.end()) p = args.insert(args.begin() + 1, {"-p", "proj.txt"});
-  if (c.project) put(sb, p[1], c.project);
-  for (std::string item; items >> item;) {
-    const std::size_t at = item.find_first_of("=:!");
-    std::string name = item.substr(0, at), value = item.substr(at + 1), bytes;
-    for (std::size_t i = 0; item[at] == '=' && i + 1 < value.size(); i += 2)
-      bytes += static_cast<char>(std::stoi(value.substr(i, 2), nullptr, 16));
-    if (item[at] == '!') chmod((sb.dir + "/" + name).c_str(), 0);
-    if (item[at] != '!') put(sb, name, item[at] == '=' ? bytes : value);
-  }
-  const Outcome run = runOvrell(sb, {args.begin() + 1, args.end()}, c.program);
+  if (!c.project.empty() && c.args.find("-p|") == std::string::npos)
+    args.insert(args.begin() + 1, {"-p", "proj.txt"});
+  if (!c.project.empty()) write(sb, *(std::find(args.begin(), args.end(), "-p") + 1), c.project);
+  put(sb, commonFiles + " " + c.files);
+  const Outcome run = runOvrell(sb, args);
   std::string after;
   for (std::string name : {"res", "res_0", "res_1", "res_2", "res_3", "dis", "dis_0", "dis_1",
                            "dis_2", "__partialResult1_tmp"})

@@ -16,7 +16,7 @@ std::string onFullDisk(const Sandbox& sb, const std::string& script) {
   if (!mount) std::cout << "[ NOTE     ] not root: a file size limit stands in for a full disk\n";
   const std::string setUp = mount ? "mount -t tmpfs -o size=64k tmpfs full && "
                                   : "ulimit -f 128 && trap \"\" XFSZ && ";
-  put(sb, "run.sh", std::string(kData) + "mkdir -p full; " + (mount ? "exec unshare -m " : "") +
+  write(sb, "run.sh", std::string(kData) + "mkdir -p full; " + (mount ? "exec unshare -m " : "") +
                         "sh -c '" + setUp + script + "'");
   return runScript(sb, "", "sh run.sh");
 }
@@ -98,7 +98,7 @@ TEST(Failures, FewDescriptorsAreEnough) {
   for (int f = 0; f < 6; ++f)
     for (int a = 0; a <= 20; ++a)
       lines[f] += (a ? " " : std::string(1, 'a' + f) + " ") + std::to_string(1 + f / 2);
-  put(sb, "p.txt", header + "\n" + lines[0] + "\n" + lines[1] + "\n" + lines[2] + "\n" + lines[3] +
+  write(sb, "p.txt", header + "\n" + lines[0] + "\n" + lines[1] + "\n" + lines[2] + "\n" + lines[3] +
                        "\n" + lines[4] + "\n" + lines[5] + "\n");
   EXPECT_EQ(runScript(sb, "a=0F0F b=0F0F c=F0F0 d=F0F0 e=3C3C f=3C3C",
                       "\"$OVRELL\" -p p.txt -c r1 -d d1 G; (ulimit -n " + limit + "; \"$OVRELL\" -p "
