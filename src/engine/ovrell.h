@@ -39,6 +39,14 @@ class Ovrell {
   // The common size of at least two existing files, always > 0. Ends the
   // process otherwise; all files empty ends it with status 0.
   std::uint64_t checkFiles(const FileList& files);
+  // checkFiles, then the chunk size of -e: when the file size is not a
+  // multiple of it, a warning, and chunkSize becomes 1.
+  std::uint64_t checkInput(const FileList& files);
+  // The block size for a run over `fileCount` files of `fileSize` bytes;
+  // ends the process when the file is too large or the limit too small.
+  // Sets valueWidth (0 without dissimilarities).
+  std::uint64_t computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
+                                 unsigned& valueWidth, bool dissimilarities);
 
   // --- Buffers (buffers.cpp) ---
   // Storage for `rows` rows of pitchOf(rowSize) bytes; the record keeps
@@ -126,6 +134,17 @@ class Ovrell {
   // the rows.rows group rows.
   void quadraticColumns(const ArrayBuff& rows, VectorBuff& pairs, VectorBuff& columnValues,
                         std::uint64_t columns, unsigned valueWidth);
+  // Calls found(first, last) for every inclusion-minimal distinguishing
+  // stretch that starts in this block, from its last masked bit to its
+  // first (so `first` decreases from call to call, also from block to block
+  // of one attribute), where first < last are bit positions 8 × byte + k
+  // (bit 7 - k) of the files. `columnValues` holds the `columns` values
+  // that linearColumns or quadraticColumns computed from `mask`; `queue`
+  // and `lastValue` carry the current agreeing run from block to block.
+  using StretchFound = std::function<void(std::uint64_t first, std::uint64_t last)>;
+  void findStretches(const VectorBuff& columnValues, std::uint64_t columns, const VectorBuff& mask,
+                     std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
+                     unsigned valueWidth, const StretchFound& found);
   // Appends `size` bytes to `fileName`; silent when it cannot be opened.
   void appendPartialResult(const unsigned char* data, std::uint64_t size, const char* fileName);
 
@@ -146,19 +165,12 @@ class Ovrell {
   // opened.
   void writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize, std::uint64_t fileSize,
                                std::size_t position);
-  // Appends a line "(first-last)" for every inclusion-minimal distinguishing
-  // stretch that starts in this block, from its last masked bit to its
-  // first. `queue` and `lastValue` carry the current agreeing run from block
-  // to block of one attribute.
+  // Appends a line "(first-last)" for every stretch findStretches finds.
   void writeDissimilarities(VectorBuff& columnValues, std::uint64_t columns, VectorBuff& mask,
                             std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
                             std::size_t position, unsigned valueWidth);
 
  private:
-  // The block size for this run; ends the process when the file is too
-  // large or the limit too small. Sets valueWidth.
-  std::uint64_t computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
-                                 unsigned& valueWidth);
   void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
                              std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block,
                              VectorBuff& mask);
