@@ -41,6 +41,7 @@ packages=(
   libboost-filesystem-dev
   libsparsehash-dev
   libgtest-dev
+  nlohmann-json3-dev
 )
 if [[ $mode == test ]]; then
   # The sanitizer build and the fuzz targets are built with clang.
