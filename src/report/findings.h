@@ -53,8 +53,11 @@ struct ByteRecord {
   std::vector<unsigned char> values, uniform;  // per group
 };
 
-// The byte record at ascending position p (0: the lowest offset).
+// The byte record at ascending position p (0: the lowest offset), whole,
+// or only its offset or its informative bits.
 ByteRecord byteRecordAt(Findings& findings, std::uint64_t p);
+std::uint64_t offsetAt(Findings& findings, std::uint64_t p);
+unsigned char informativeAt(Findings& findings, std::uint64_t p);
 
 // A region (first and last byte) or a field (first and last bit position),
 // with the ascending positions [from, to] of its byte records.
@@ -68,9 +71,9 @@ template <typename Visit>
 void forEachRegion(Findings& findings, Visit&& visit) {
   const std::uint64_t n = findings.bytes.count();
   for (std::uint64_t p = 0; p < n;) {
-    Span span{byteRecordAt(findings, p).offset, 0, p, p};
+    Span span{offsetAt(findings, p), 0, p, p};
     span.last = span.first;
-    while (span.to + 1 < n && byteRecordAt(findings, span.to + 1).offset == span.last + 1)
+    while (span.to + 1 < n && offsetAt(findings, span.to + 1) == span.last + 1)
       ++span.to, ++span.last;
     if (!visit(span)) return;
     p = span.to + 1;
@@ -84,10 +87,11 @@ void forEachField(Findings& findings, std::uint64_t from, std::uint64_t to, Visi
   bool open = false;
   Span span{};
   for (std::uint64_t p = from; p <= to; ++p) {
-    const ByteRecord record = byteRecordAt(findings, p);
+    const unsigned char informative = informativeAt(findings, p);
+    const std::uint64_t offset = offsetAt(findings, p);
     for (unsigned k = 0; k < 8; ++k) {
-      if (((record.informative >> (7 - k)) & 1U) == 0) continue;
-      const std::uint64_t position = 8 * record.offset + k;
+      if (((informative >> (7 - k)) & 1U) == 0) continue;
+      const std::uint64_t position = 8 * offset + k;
       if (open && position == span.last + 1) {
         span.last = position, span.to = p;
         continue;

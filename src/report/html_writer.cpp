@@ -104,7 +104,7 @@ class HtmlWriter : public ReportWriter {
            << kClassNames[cls] << "\"><title>" << hexOffset(first);
       if (last != first) out_ << "-" << hexOffset(last);
       out_ << " " << kClassNames[cls];
-      while (p < records && byteRecordAt(f, p).offset < first) ++p;
+      while (p < records && offsetAt(f, p) < first) ++p;
       if (cls == kInformativeCell && p < records) {
         const ByteRecord record = byteRecordAt(f, p);
         if (record.offset <= last) {

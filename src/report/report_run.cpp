@@ -8,6 +8,8 @@
 #include <fstream>
 #include <iostream>
 
+#include "base/fatal.h"
+#include "base/file_identity.h"
 #include "base/output.h"
 #include "engine/ovrell.h"
 #include "project/project.h"
@@ -43,6 +45,25 @@ std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
   return groups;
 }
 
+// Ends the process when a result file is the project file, a data file or
+// the other result file, before anything is deleted.
+void refuseOverwritingInputs(const Options& options, const FileList& files,
+                             const ReportOptions& report) {
+  std::vector<std::pair<std::string, std::string>> inputs{{"project file", options.projectFile}};
+  for (const auto& file : files) inputs.emplace_back("data file", file.string());
+  const std::pair<std::string, std::string> results[] = {{"JSON file", report.jsonFile},
+                                                         {"HTML file", report.htmlFile}};
+  for (const auto& result : results) {
+    if (result.second.empty() || result.second == "-") continue;
+    const FileIdentity identity = fileIdentity(result.second);
+    for (const auto& input : inputs)
+      if (sameFile(identity, fileIdentity(input.second)))
+        fatal("ovrell-report: the ", result.first, " '", result.second, "' is the ", input.first,
+              " '", input.second, "'; nothing was deleted or written\n");
+    inputs.push_back(result);
+  }
+}
+
 bool colourWanted() { return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr; }
 
 }  // namespace
@@ -58,6 +79,7 @@ void runReport(Options& options, const ReportOptions& report) {
   Ovrell engine(options);
   run.fileSize = engine.checkInput(project.files);
 
+  refuseOverwritingInputs(options, project.files, report);
   std::vector<std::string> results;
   for (const std::string& name : {report.jsonFile, report.htmlFile})
     if (!name.empty() && name != "-") results.push_back(name);

@@ -166,3 +166,20 @@ TEST(Report, SharedMistakesGiveOvrellsMessages) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Report, RefusesToWriteOverItsInputs) {
+  const Sandbox sb;
+  sb.put("p.txt", "file A\na 1\nb 2\n");
+  sb.put("a", "a");
+  sb.put("b", "b");
+  const Outcome r = run(sb, REPORT_BINARY, {"-p", "p.txt", "--html", "./a"});
+  EXPECT_EQ(std::make_pair(r.err, r.status),
+            std::make_pair(std::string("ovrell-report: the HTML file './a' is the data file 'a'; "
+                                       "nothing was deleted or written\n"),
+                           1));
+  EXPECT_EQ(slurp(sb.path("a")), "a");
+}
+
+}  // namespace
