@@ -6,7 +6,7 @@
 #   bench/run.sh [--runs N] [--only S1,S5,...] [--micro]
 #
 #   --runs N     timed rounds per scenario (default 5), after one warm-up round
-#   --only LIST  run only these scenarios (S1 S2 S3 S4 S5 S6 S1m S5m M1)
+#   --only LIST  run only these scenarios (S1 S2 S3 S4 S5 S6 S1m S5m M1 R1 R2)
 #   --micro      afterwards run the micro-benchmarks of the engine's kernels
 #
 # Run it as root on Debian 12: it installs the missing packages with apt,
@@ -28,7 +28,7 @@ usage() {
 }
 
 runs=5
-only=(S1 S2 S3 S4 S5 S6 S1m S5m M1)
+only=(S1 S2 S3 S4 S5 S6 S1m S5m M1 R1 R2)
 micro=0
 while [[ $# -gt 0 ]]; do
   case "$1" in
@@ -41,7 +41,7 @@ while [[ $# -gt 0 ]]; do
       [[ $# -ge 2 ]] || usage
       IFS=, read -r -a only <<<"$2"
       for id in "${only[@]}"; do
-        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S1m|S5m|M1)$ ]] || usage
+        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S1m|S5m|M1|R1|R2)$ ]] || usage
       done
       shift 2
       ;;
@@ -54,7 +54,7 @@ while [[ $# -gt 0 ]]; do
 done
 command_line="bench/run.sh"
 [[ $runs != 5 ]] && command_line+=" --runs $runs"
-[[ ${#only[@]} -ne 9 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
+[[ ${#only[@]} -ne 11 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
 [[ $micro -eq 1 ]] && command_line+=" --micro"
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -67,7 +67,7 @@ log() { echo "==> $*" >&2; }
 # --- Packages, build ---------------------------------------------------------
 
 packages=(build-essential cmake libboost-program-options-dev libboost-filesystem-dev
-  libsparsehash-dev libgtest-dev libbenchmark-dev xxd time)
+  libsparsehash-dev libgtest-dev libbenchmark-dev nlohmann-json3-dev xxd time)
 tools/install_packages.sh "${packages[@]}" >&2
 
 log "building build-bench (Release, benchmarks on, tests off)"
@@ -75,6 +75,7 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DOVRELL_BUILD_BENCHMARKS=ON \
   -DOVRELL_BUILD_TESTS=OFF >/dev/null
 cmake --build "$build" -j "$(nproc 2>/dev/null || echo 1)" >/dev/null
 ovrell=$build/ovrell
+report=$build/ovrell-report
 
 # --- Data sets -----------------------------------------------------------------
 
@@ -85,6 +86,7 @@ declare -A sets=(
   [two]="2 2 16M 3"
   [groups]="32 32 1M 4"
   [same]="2 2 64M 5"
+  [pair]="2 2 256M 6"
 )
 
 bytes_of() {
@@ -129,14 +131,14 @@ set_files() { # the data files of a set, in file order
 
 # --- Scenarios -------------------------------------------------------------------
 
-# Sets: what, dataset, args (ovrell), ref (reference command), ref_ovrell (1 when
+# Sets: what, program (ovrell unless the scenario times ovrell-report), dataset, args, ref (reference command), ref_ovrell (1 when
 # the reference is ovrell too), target, limit (bytes), count_args (a run that
 # prints the mask as 0/1 digits, for ns per masked bit; empty: not reported),
 # dis_files (result files compared across rounds), twin (scenario whose
 # outputs must be the same).
 scenario() {
   local id=$1
-  limit=100000000 ref_ovrell=0 count_args=() twin=""
+  limit=100000000 ref_ovrell=0 count_args=() twin="" program=$ovrell
   dis_files=()
   local m=()
   [[ $id == *m ]] && m=(-m 16MB) limit=16777216
@@ -181,6 +183,15 @@ scenario() {
       dis_files=("$work/dis" "$work/dis-q")
       count_args=(-p "$data/groups.txt" -d "$work/dis-count" -f 4 -n G)
       ;;
+    R1 | R2)
+      what="ovrell-report, the table: 2 files of 256 MiB in 2 groups; reference ovrell -x -f 0"
+      program=$report dataset=pair args=(-p "$data/pair.txt" G)
+      ref=("$ovrell" -p "$data/pair.txt" -x -f 0 G) ref_ovrell=1 target=1.5
+      if [[ $id == R2 ]]; then
+        what=${what/the table/the table and 35 MB of JSON}
+        args=(-p "$data/pair.txt" --json "$work/report.json" G) dis_files=("$work/report.json")
+      fi
+      ;;
   esac
   return 0
 }
@@ -223,7 +234,7 @@ run_scenario() {
     local label="round $round/$runs"
     [[ $round -eq 0 ]] && label="warm-up"
     rm -f "${dis_files[@]}"
-    if ! timed ovrell "$ovrell" "${args[@]}"; then
+    if ! timed ovrell "$program" "${args[@]}"; then
       rows+=("| $id | $what | run failed | | | | | | | | |")
       failed=1
       return
@@ -247,7 +258,7 @@ run_scenario() {
     sums=""
     local file
     for file in "${dis_files[@]}"; do sums+="$(basename "$file"):$(cksum <"$file") "; done
-    sums+="stdout:$( (cd "$work" && "$ovrell" "${args[@]}" 2>/dev/null) | cksum)" || {
+    sums+="stdout:$( (cd "$work" && "$program" "${args[@]}" 2>/dev/null) | cksum)" || {
       rows+=("| $id | $what | run failed | | | | | | | | |")
       failed=1
       return
@@ -315,7 +326,7 @@ compiler=$("$compiler" --version | head -n 1)
   for note in "${notes[@]}"; do echo "- $note"; done
   [[ ${#notes[@]} -gt 0 ]] && echo
   echo "Medians of $runs rounds after a warm-up round. S6: linear is 'ovrell', quadratic the" \
-    "reference; ns per masked bit is linear / quadratic there."
+    "reference; ns per masked bit is linear / quadratic there. R1, R2: 'ovrell' is ovrell-report."
   echo
   echo "Machine: $cpu, $(nproc) cores, $memory, Linux $(uname -r), $compiler."
   echo "Command: $command_line"

@@ -14,6 +14,7 @@
 #define OVRELL_REPORT_ATTRIBUTE_SCAN_H_
 
 #include <cstdint>
+#include <vector>
 
 #include "engine/ovrell.h"
 #include "report/findings.h"
@@ -35,6 +36,9 @@ class AttributeScan {
  private:
   void recordBytes(Findings& findings, std::uint64_t start,
                    const std::vector<unsigned long long*>& rowPointers);
+  void recordByte(Findings& findings, std::uint64_t start, std::uint64_t b,
+                  const std::vector<unsigned long long*>& rowPointers,
+                  std::vector<unsigned char>& record);
 
   Ovrell& engine_;
   const FileList& files_;
@@ -43,6 +47,7 @@ class AttributeScan {
   ArrayBuff block_{}, groupRows_{};
   VectorBuff mask_{}, columnValues_{}, nodes_{};
   std::uint64_t lastPosition_ = 0, lastOffset_ = 0, regionLength_ = 0;
+  std::vector<unsigned char> lines_;  // per 64 bytes of the block: any informative bit
 };
 
 #endif  // OVRELL_REPORT_ATTRIBUTE_SCAN_H_

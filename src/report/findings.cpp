@@ -28,22 +28,24 @@ unsigned char informativeAt(Findings& findings, std::uint64_t p) {
   return findings.bytes.fromEnd(p)[8];
 }
 
-void writeRegionHex(std::ostream& out, Findings& findings, const Span& region, std::size_t g,
-                    std::uint64_t limit, const char* separator) {
+void appendRegionHex(std::string& out, Findings& findings, const Span& region, std::size_t g,
+                     std::uint64_t limit, const char* separator) {
   static const char kDigits[] = "0123456789abcdef";
   for (std::uint64_t p = region.from; p <= region.to; ++p) {
     if (limit != 0 && p - region.from == limit) break;
     const unsigned char* at = findings.bytes.fromEnd(p);
-    if (p != region.from) out << separator;
-    if (at[10 + 2 * g] != 0xFF)
-      out << "??";
-    else
-      out << kDigits[at[9 + 2 * g] >> 4] << kDigits[at[9 + 2 * g] & 15];
+    if (p != region.from) out += separator;
+    if (at[10 + 2 * g] != 0xFF) {
+      out += "??";
+    } else {
+      out += kDigits[at[9 + 2 * g] >> 4];
+      out += kDigits[at[9 + 2 * g] & 15];
+    }
   }
 }
 
-void writeFieldBits(std::ostream& out, Findings& findings, const Span& field, std::size_t g,
-                    std::uint64_t limit) {
+void appendFieldBits(std::string& out, Findings& findings, const Span& field, std::size_t g,
+                     std::uint64_t limit) {
   std::uint64_t written = 0;
   for (std::uint64_t p = field.from; p <= field.to; ++p) {
     const unsigned char* at = findings.bytes.fromEnd(p);
@@ -52,7 +54,7 @@ void writeFieldBits(std::ostream& out, Findings& findings, const Span& field, st
       const std::uint64_t position = byteStart + k;
       if (position < field.first || position > field.last) continue;
       if (limit != 0 && written++ == limit) return;
-      out << (((at[9 + 2 * g] >> (7 - k)) & 1U) ? '1' : '0');
+      out += ((at[9 + 2 * g] >> (7 - k)) & 1U) ? '1' : '0';
     }
   }
 }

@@ -16,7 +16,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <ostream>
 #include <string>
 #include <vector>
 
@@ -106,13 +105,13 @@ void forEachField(Findings& findings, std::uint64_t from, std::uint64_t to, Visi
 
 // Group g's bytes of a region in lower-case hex, "??" for a byte that is not
 // the same in every file of the group; at most `limit` bytes (0: all).
-// Written to `out` as they are read, so that a region of any length costs no
-// memory.
-void writeRegionHex(std::ostream& out, Findings& findings, const Span& region, std::size_t g,
-                    std::uint64_t limit = 0, const char* separator = "");
+// Appended to `out`; a caller that wants all of a long region writes `out`
+// away when it grows.
+void appendRegionHex(std::string& out, Findings& findings, const Span& region, std::size_t g,
+                     std::uint64_t limit = 0, const char* separator = "");
 // Group g's bits of a field, as 0 and 1; at most `limit` bits (0: all).
-void writeFieldBits(std::ostream& out, Findings& findings, const Span& field, std::size_t g,
-                    std::uint64_t limit = 0);
+void appendFieldBits(std::string& out, Findings& findings, const Span& field, std::size_t g,
+                     std::uint64_t limit = 0);
 
 // The stretch at ascending position i.
 void stretchAt(Findings& findings, std::uint64_t i, std::uint64_t& first, std::uint64_t& last);

@@ -136,10 +136,10 @@ class HtmlWriter : public ReportWriter {
         out_ << "<tr><td>" << hexOffset(field.first / 8) << "</td><td>" << field.first << "-"
              << field.last << "</td><td>" << field.last - field.first + 1 << "</td>";
         for (std::size_t g = 0; g < f.groups.size(); ++g) {
-          out_ << "<td>";
-          writeFieldBits(out_, f, field, g, kShownBits);
-          if (field.last - field.first + 1 > kShownBits) out_ << "...";
-          out_ << "</td>";
+          std::string bits;
+          appendFieldBits(bits, f, field, g, kShownBits);
+          if (field.last - field.first + 1 > kShownBits) bits += "...";
+          out_ << "<td>" << bits << "</td>";
         }
         out_ << "</tr>\n";
         return true;

@@ -61,12 +61,12 @@ class TextWriter : public ReportWriter {
   // Group g's bytes of a region: hex, then the text when every shown byte is
   // known and printable.
   std::string regionCell(Findings& f, const Span& region, std::size_t g) {
-    std::ostringstream hex;
-    writeRegionHex(hex, f, region, g, kShownBytes, " ");
-    std::string cell = hex.str();
+    std::string hex;
+    appendRegionHex(hex, f, region, g, kShownBytes, " ");
+    std::string cell = hex;
     if (region.last - region.first + 1 > kShownBytes) cell += " ...";
     std::string text;
-    const std::string digits = hex.str();
+    const std::string& digits = hex;
     for (std::size_t at = 0; at < digits.size(); at += 3) {
       if (digits[at] == '?') return cell;
       const int byte = std::stoi(digits.substr(at, 2), nullptr, 16);
@@ -115,10 +115,10 @@ class TextWriter : public ReportWriter {
       out_ << "  " << std::left << std::setw(21) << range.str() << std::right << std::setw(8)
            << field.last - field.first + 1;
       for (std::size_t g = 0; g < f.groups.size(); ++g) {
-        std::ostringstream bits;
-        writeFieldBits(bits, f, field, g, kShownBits);
-        if (field.last - field.first + 1 > kShownBits) bits << " ...";
-        cell(f, g, width, bits.str());
+        std::string bits;
+        appendFieldBits(bits, f, field, g, kShownBits);
+        if (field.last - field.first + 1 > kShownBits) bits += " ...";
+        cell(f, g, width, bits);
       }
       out_ << "\n";
       return true;

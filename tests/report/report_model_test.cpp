@@ -21,7 +21,7 @@ struct Project {
 Project randomProject(std::mt19937& random, const Sandbox& sb) {
   Project p;
   const int files = 2 + random() % 6;
-  const std::size_t size = random() % 3 == 0 ? 25 + random() % 16 : 8 + random() % 90;
+  const std::size_t size = random() % 3 == 0 ? 25 + random() % 16 : 8 + random() % 700;
   std::string base(size, '\0');
   for (char& byte : base) byte = static_cast<char>(random());
   const char* const kValues[] = {"x", "y", "z", ""};
