@@ -51,6 +51,10 @@ void registerResultFiles(const std::vector<std::string>& names, const std::strin
 // Installs the handlers of the signals named above, except for those ignored.
 void installSignalCleanup();
 
+// Makes an allocation that fails end the run through failRun, with a
+// message that suggests a smaller memory limit.
+void failRunWhenOutOfMemory();
+
 // A buffered output stream over a descriptor; every failure ends the run.
 class CheckedBuffer : public std::streambuf {
  public:
