@@ -20,14 +20,6 @@ ByteRecord byteRecordAt(Findings& findings, std::uint64_t p) {
   return record;
 }
 
-std::uint64_t offsetAt(Findings& findings, std::uint64_t p) {
-  return loadWord(findings.bytes.fromEnd(p));
-}
-
-unsigned char informativeAt(Findings& findings, std::uint64_t p) {
-  return findings.bytes.fromEnd(p)[8];
-}
-
 void appendRegionHex(std::string& out, Findings& findings, const Span& region, std::size_t g,
                      std::uint64_t limit, const char* separator) {
   static const char kDigits[] = "0123456789abcdef";

@@ -55,8 +55,14 @@ struct ByteRecord {
 // The byte record at ascending position p (0: the lowest offset), whole,
 // or only its offset or its informative bits.
 ByteRecord byteRecordAt(Findings& findings, std::uint64_t p);
-std::uint64_t offsetAt(Findings& findings, std::uint64_t p);
-unsigned char informativeAt(Findings& findings, std::uint64_t p);
+inline std::uint64_t offsetAt(Findings& findings, std::uint64_t p) {
+  std::uint64_t offset;  // written little-endian, as the scan's machines are
+  std::memcpy(&offset, findings.bytes.fromEnd(p), sizeof offset);
+  return offset;
+}
+inline unsigned char informativeAt(Findings& findings, std::uint64_t p) {
+  return findings.bytes.fromEnd(p)[8];
+}
 
 // A region (first and last byte) or a field (first and last bit position),
 // with the ascending positions [from, to] of its byte records.

@@ -37,9 +37,11 @@ void RecordFile::flush() {
   pending_.clear();
 }
 
-const unsigned char* RecordFile::at(std::uint64_t index) {
+// Reads the window around record `index`, or finds it among those not yet
+// written out.
+const unsigned char* RecordFile::load(std::uint64_t index) {
   if (index >= written_) return pending_.data() + (index - written_) * recordSize_;
-  if (index < windowFirst_ || index >= windowFirst_ + windowCount_) {
+  {
     // A window around the record, so that walks in either direction read
     // the file a buffer at a time.
     const std::uint64_t perWindow = std::max<std::uint64_t>(kBufferBytes / recordSize_, 1);

@@ -27,12 +27,17 @@ class RecordFile {
   void append(const unsigned char* record);
   // Record `index` (0: the first appended), valid until the next call.
   // REQUIRES: index < count().
-  const unsigned char* at(std::uint64_t index);
+  const unsigned char* at(std::uint64_t index) {
+    if (index - windowFirst_ < windowCount_)  // also false below the window: unsigned
+      return window_.data() + (index - windowFirst_) * recordSize_;
+    return load(index);
+  }
   // Record `index` counted from the last appended (0: the last).
   const unsigned char* fromEnd(std::uint64_t index) { return at(count_ - 1 - index); }
 
  private:
   void flush();
+  const unsigned char* load(std::uint64_t index);
 
   std::size_t recordSize_;
   std::uint64_t count_ = 0, written_ = 0;  // records appended, and those in the file
