@@ -1,10 +1,13 @@
 #include "report/report_run.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <iostream>
 
@@ -83,8 +86,15 @@ void runReport(Options& options, const ReportOptions& report) {
   std::vector<std::string> results;
   for (const std::string& name : {report.jsonFile, report.htmlFile})
     if (!name.empty() && name != "-") results.push_back(name);
-  for (const std::string& name : results) std::remove(name.c_str());
-  registerResultFiles(results, "");
+  // A regular file is replaced; anything else there (a device, a pipe) is
+  // written to as it is and never removed.
+  std::vector<std::string> replaced;
+  for (const std::string& name : results) {
+    struct stat status {};
+    if (::stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) replaced.push_back(name);
+  }
+  for (const std::string& name : replaced) std::remove(name.c_str());
+  registerResultFiles(replaced, "");
   installSignalCleanup();
 
   ResultFile jsonFile, htmlFile;
@@ -92,7 +102,7 @@ void runReport(Options& options, const ReportOptions& report) {
   if (report.jsonFile != "-") writers.push_back(textWriter(std::cout, report, colourWanted()));
   if (report.jsonFile == "-") writers.push_back(jsonWriter(std::cout));
   auto open = [](ResultFile& file, const std::string& name) -> std::ostream& {
-    if (!file.open(name)) failRun("cannot open ", name, " for writing");
+    if (!file.open(name)) failRun("cannot open ", name, " for writing: ", std::strerror(errno));
     return file.stream();
   };
   if (!report.jsonFile.empty() && report.jsonFile != "-")

@@ -169,7 +169,7 @@ TEST(Report, SharedMistakesGiveOvrellsMessages) {
 
 namespace {
 
-TEST(Report, RefusesToWriteOverItsInputs) {
+TEST(Report, RefusesToWriteOverItsInputsAndStopsWhenAWriteFails) {
   const Sandbox sb;
   sb.put("p.txt", "file A\na 1\nb 2\n");
   sb.put("a", "a");
@@ -180,6 +180,11 @@ TEST(Report, RefusesToWriteOverItsInputs) {
                                        "nothing was deleted or written\n"),
                            1));
   EXPECT_EQ(slurp(sb.path("a")), "a");
+  // A device is written to, not replaced; a failed write ends the run.
+  const Outcome full = run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "/dev/full"});
+  EXPECT_EQ(std::make_pair(full.err, full.status),
+            std::make_pair(
+                std::string("ovrell: cannot write '/dev/full': No space left on device\n"), 1));
 }
 
 }  // namespace
