@@ -188,3 +188,32 @@ TEST(Report, RefusesToWriteOverItsInputsAndStopsWhenAWriteFails) {
 }
 
 }  // namespace
+
+namespace {
+
+// The whole table of a small project with --bits, byte for byte: text
+// beside printable bytes only (0x20 is, 0x7f is not), singular and plural.
+TEST(Report, TableWithFields) {
+  const Sandbox sb;
+  sb.put("p.txt", "file kind\na one\nb one\nc two\n");
+  sb.put("a", std::string("A \0\x10\x7f", 5));
+  sb.put("b", std::string("A \0\x10\x7f", 5));
+  sb.put("c", std::string("Cd\0\x13\x7e", 5));
+  EXPECT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt", "--bits"}).out,
+            "3 files of 5 bytes (40 bits)\n\n"
+            "attribute kind: 2 groups\n"
+            "  one  2 files\n"
+            "  two  1 file\n"
+            "  bits: 6 informative, 34 constant, 0 varying\n"
+            "  2 regions, 5 fields, 6 stretches\n"
+            "  bytes                  length  one                   two\n"
+            "  0x00000000-0x00000001       2  41 20  \"A \"           43 64  \"Cd\"\n"
+            "    bits 6-6                  1  0                     1\n"
+            "    bits 9-9                  1  0                     1\n"
+            "    bits 13-13                1  0                     1\n"
+            "  0x00000003-0x00000004       2  10 7f                 13 7e\n"
+            "    bits 30-31                2  00                    11\n"
+            "    bits 39-39                1  1                     0\n");
+}
+
+}  // namespace
