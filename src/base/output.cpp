@@ -63,9 +63,15 @@ constexpr std::size_t kBufferSize = 1 << 16;
 
 }  // namespace
 
+namespace {
+const char* programName = "ovrell";
+}  // namespace
+
+void setProgramName(const char* name) { programName = name; }
+
 void failRunWithMessage(const std::string& message) {
   putBack();
-  std::cerr << "ovrell: " << message << std::endl;
+  std::cerr << programName << ": " << message << std::endl;
   if (standardOutput != nullptr) standardOutputFailed = 1;  // nothing more goes there
   exitProcess(1);
 }

@@ -35,8 +35,13 @@ void useCheckedStandardOutput();
 // way out of the process.
 void flushStandardOutput();
 
+// The program name failRun puts before its messages: "ovrell" unless set.
+// REQUIRES: `name` lives as long as the process.
+void setProgramName(const char* name);
+
 // Ends the run after a failure of its own making: cleans up as described
-// above, prints "ovrell: " and the pieces, and exits with status 1.
+// above, prints the program name, ": " and the pieces, and exits with
+// status 1.
 template <typename... Parts>
 [[noreturn]] void failRun(const Parts&... parts);
 [[noreturn]] void failRunWithMessage(const std::string& message);

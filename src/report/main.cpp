@@ -9,6 +9,7 @@
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
+  setProgramName("ovrell-report");
   useCheckedStandardOutput();
   failRunWhenOutOfMemory();
   Options options;

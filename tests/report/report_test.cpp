@@ -182,9 +182,10 @@ TEST(Report, RefusesToWriteOverItsInputsAndStopsWhenAWriteFails) {
   EXPECT_EQ(slurp(sb.path("a")), "a");
   // A device is written to, not replaced; a failed write ends the run.
   const Outcome full = run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "/dev/full"});
-  EXPECT_EQ(std::make_pair(full.err, full.status),
-            std::make_pair(
-                std::string("ovrell: cannot write '/dev/full': No space left on device\n"), 1));
+  EXPECT_EQ(
+      std::make_pair(full.err, full.status),
+      std::make_pair(
+          std::string("ovrell-report: cannot write '/dev/full': No space left on device\n"), 1));
 }
 
 }  // namespace
