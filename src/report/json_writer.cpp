@@ -59,6 +59,10 @@ class JsonWriter : public ReportWriter {
     buffer_ += text;
     return *this;
   }
+  JsonWriter& add(const char* text) {
+    buffer_ += text;
+    return *this;
+  }
   JsonWriter& number(std::uint64_t value) {
     char digits[24];
     buffer_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
