@@ -6,7 +6,7 @@
 #   bench/run.sh [--runs N] [--only S1,S5,...] [--sizes 64M,256M,1G] [--plot] [--micro]
 #
 #   --runs N      timed rounds per scenario (default 5), after one warm-up round
-#   --only LIST   run only these scenarios (S1 S2 S3 S4 S5 S6 S7 S1m S5m M1)
+#   --only LIST   run only these scenarios (S1 S2 S3 S4 S5 S6 S7 S1m S5m M1 R1 R2)
 #   --sizes LIST  file sizes at which S1, S2, S3 and S1m run (default 256M)
 #   --plot        draw throughput against file size (docs/benchmark.svg, gnuplot)
 #   --micro       afterwards run the micro-benchmarks of the engine's kernels
@@ -30,7 +30,7 @@ usage() {
 }
 
 runs=5
-only=(S1 S2 S3 S4 S5 S6 S7 S1m S5m M1)
+only=(S1 S2 S3 S4 S5 S6 S7 S1m S5m M1 R1 R2)
 sizes=(256M)
 plot=0
 micro=0
@@ -45,7 +45,7 @@ while [[ $# -gt 0 ]]; do
       [[ $# -ge 2 ]] || usage
       IFS=, read -r -a only <<<"$2"
       for id in "${only[@]}"; do
-        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S7|S1m|S5m|M1)$ ]] || usage
+        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S7|S1m|S5m|M1|R1|R2)$ ]] || usage
       done
       shift 2
       ;;
@@ -67,7 +67,7 @@ while [[ $# -gt 0 ]]; do
 done
 command_line="bench/run.sh"
 [[ $runs != 5 ]] && command_line+=" --runs $runs"
-[[ ${#only[@]} -ne 10 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
+[[ ${#only[@]} -ne 12 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
 [[ ${sizes[*]} != 256M ]] && command_line+=" --sizes $(IFS=,; echo "${sizes[*]}")"
 [[ $plot -eq 1 ]] && command_line+=" --plot"
 [[ $micro -eq 1 ]] && command_line+=" --micro"
@@ -82,7 +82,7 @@ log() { echo "==> $*" >&2; }
 # --- Packages, build ---------------------------------------------------------
 
 packages=(build-essential cmake libboost-program-options-dev libboost-filesystem-dev
-  libsparsehash-dev libgtest-dev libbenchmark-dev xxd time)
+  libsparsehash-dev libgtest-dev libbenchmark-dev nlohmann-json3-dev xxd time)
 [[ $plot -eq 1 ]] && packages+=(gnuplot-nox)
 tools/install_packages.sh "${packages[@]}" >&2
 
@@ -91,6 +91,7 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=Release -DOVRELL_BUILD_BENCHMARKS=ON \
   -DOVRELL_BUILD_TESTS=OFF >/dev/null
 cmake --build "$build" -j "$(nproc 2>/dev/null || echo 1)" >/dev/null
 ovrell=$build/ovrell
+report=$build/ovrell-report
 
 # --- Data sets -----------------------------------------------------------------
 
@@ -101,6 +102,7 @@ declare -A sets=(
   [dense]="32 32 1M 4 dense"
   [records]="2000 10 4K 6"
   [same]="2 2 64M 5"
+  [pair]="2 2 256M 6"
 )
 for size in "${sizes[@]}"; do sets[big$size]="2 1 $size 1"; done
 
@@ -146,14 +148,14 @@ set_files() { # the data files of a set, in file order
 
 # --- Scenarios -------------------------------------------------------------------
 
-# Sets: what, dataset, args (ovrell), ref (reference command), ref_ovrell (1 when
+# Sets: what, program (ovrell unless the scenario times ovrell-report), dataset, args, ref (reference command), ref_ovrell (1 when
 # the reference is ovrell too), target, limit (bytes), count_args (a run that
 # prints the mask as 0/1 digits, for ns per masked bit; empty: not reported),
 # dis_files (result files compared across rounds), twin (scenario whose
 # outputs must be the same).
 scenario() {
   local id=$1 size=${2:-}
-  limit=100000000 ref_ovrell=0 count_args=() twin="" bytes=0
+  limit=100000000 ref_ovrell=0 count_args=() twin="" program=$ovrell
   dis_files=()
   local m=()
   [[ $id == *m ]] && m=(-m 16MB) limit=16777216
@@ -206,6 +208,15 @@ scenario() {
       mapfile -t ref < <(set_files records)
       ref=(cat "${ref[@]}") target=1
       ;;
+    R1 | R2)
+      what="ovrell-report, the table: 2 files of 256 MiB in 2 groups; reference ovrell -x -f 0"
+      program=$report dataset=pair args=(-p "$data/pair.txt" G)
+      ref=("$ovrell" -p "$data/pair.txt" -x -f 0 G) ref_ovrell=1 target=1.5
+      if [[ $id == R2 ]]; then
+        what=${what/the table/the table and 35 MB of JSON}
+        args=(-p "$data/pair.txt" --json "$work/report.json" G) dis_files=("$work/report.json")
+      fi
+      ;;
   esac
   return 0
 }
@@ -249,7 +260,7 @@ run_scenario() {
     local round_label="round $round/$runs"
     [[ $round -eq 0 ]] && round_label="warm-up"
     rm -f "${dis_files[@]}"
-    if ! timed ovrell "$ovrell" "${args[@]}"; then
+    if ! timed ovrell "$program" "${args[@]}"; then
       rows+=("| $label | $what | run failed | | | | | | | | |")
       failed=1
       return
@@ -273,7 +284,7 @@ run_scenario() {
     sums=""
     local file
     for file in "${dis_files[@]}"; do sums+="$(basename "$file"):$(cksum <"$file") "; done
-    sums+="stdout:$( (cd "$work" && "$ovrell" "${args[@]}" 2>/dev/null) | cksum)" || {
+    sums+="stdout:$( (cd "$work" && "$program" "${args[@]}" 2>/dev/null) | cksum)" || {
       rows+=("| $label | $what | run failed | | | | | | | | |")
       failed=1
       return
@@ -386,7 +397,7 @@ compiler=$("$compiler" --version | head -n 1)
   for note in "${notes[@]}"; do echo "- $note"; done
   [[ ${#notes[@]} -gt 0 ]] && echo
   echo "Medians of $runs rounds after a warm-up round. S6: linear is 'ovrell', quadratic the" \
-    "reference; ns per masked bit is linear / quadratic there."
+    "reference; ns per masked bit is linear / quadratic there. R1, R2: 'ovrell' is ovrell-report."
   echo
   echo "Machine: $cpu, $(nproc) cores, $memory, Linux $(uname -r), $compiler."
   echo "Command: $command_line"

@@ -41,6 +41,7 @@ packages=(
   libboost-filesystem-dev
   libsparsehash-dev
   libgtest-dev
+  nlohmann-json3-dev
 )
 if [[ $mode == test ]]; then
   # The sanitizer build and the fuzz targets are built with clang.
@@ -49,6 +50,8 @@ if [[ $mode == test ]]; then
   # completion, and the Debian package (dpkg-dev and file for CPack's
   # dependency list, lintian to check it).
   packages+=(groff man-db bash-completion dpkg-dev file lintian)
+  # The report's picture is checked in a real browser, headless.
+  packages+=(chromium)
 fi
 
 tools/install_packages.sh "${packages[@]}"

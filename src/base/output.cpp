@@ -8,6 +8,7 @@
 #include <csignal>
 #include <cstring>
 #include <iostream>
+#include <new>
 
 #include "base/fatal.h"
 
@@ -62,9 +63,15 @@ constexpr std::size_t kBufferSize = 1 << 16;
 
 }  // namespace
 
+namespace {
+const char* programName = "ovrell";
+}  // namespace
+
+void setProgramName(const char* name) { programName = name; }
+
 void failRunWithMessage(const std::string& message) {
   putBack();
-  std::cerr << "ovrell: " << message << std::endl;
+  std::cerr << programName << ": " << message << std::endl;
   if (standardOutput != nullptr) standardOutputFailed = 1;  // nothing more goes there
   exitProcess(1);
 }
@@ -98,6 +105,17 @@ void registerResultFiles(const std::vector<std::string>& names, const std::strin
   scratchFile() = scratch;
 }
 
+namespace {
+
+void outOfMemory() {
+  std::set_new_handler(nullptr);  // the message itself must not come back here
+  failRun("out of memory; a smaller memory limit (-m) may help");
+}
+
+}  // namespace
+
+void failRunWhenOutOfMemory() { std::set_new_handler(outOfMemory); }
+
 void installSignalCleanup() {
   for (int signalNumber : {SIGINT, SIGTERM, SIGHUP, SIGPIPE, SIGXFSZ}) {
     struct sigaction action {};
@@ -114,7 +132,8 @@ void writeAll(int fd, const void* data, std::size_t size, const std::string& wha
   while (size > 0) {
     const ssize_t written = ::write(fd, at, size);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) failRun("cannot write ", what, ": ", std::strerror(written < 0 ? errno : EIO));
+    if (written <= 0)
+      failRun("cannot write ", what, ": ", std::strerror(written < 0 ? errno : EIO));
     at += written;
     size -= static_cast<std::size_t>(written);
   }

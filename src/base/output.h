@@ -35,8 +35,13 @@ void useCheckedStandardOutput();
 // way out of the process.
 void flushStandardOutput();
 
+// The program name failRun puts before its messages: "ovrell" unless set.
+// REQUIRES: `name` lives as long as the process.
+void setProgramName(const char* name);
+
 // Ends the run after a failure of its own making: cleans up as described
-// above, prints "ovrell: " and the pieces, and exits with status 1.
+// above, prints the program name, ": " and the pieces, and exits with
+// status 1.
 template <typename... Parts>
 [[noreturn]] void failRun(const Parts&... parts);
 [[noreturn]] void failRunWithMessage(const std::string& message);
@@ -50,6 +55,10 @@ void registerResultFiles(const std::vector<std::string>& names, const std::strin
 
 // Installs the handlers of the signals named above, except for those ignored.
 void installSignalCleanup();
+
+// Makes an allocation that fails end the run through failRun, with a
+// message that suggests a smaller memory limit.
+void failRunWhenOutOfMemory();
 
 // A buffered output stream over a descriptor; every failure ends the run.
 class CheckedBuffer : public std::streambuf {

@@ -1,10 +1,7 @@
 #include "driver/result_paths.h"
 
-#include <sys/stat.h>
-
-#include <boost/filesystem/operations.hpp>
-
 #include "base/fatal.h"
+#include "base/file_identity.h"
 #include "engine/partial_results.h"
 #include "output/result_file_name.h"
 
@@ -13,28 +10,18 @@ namespace fs = boost::filesystem;
 namespace {
 
 // A file as the guard compares it: its role, its name as the user gave it,
-// its absolute normal name, and its inode when it is there.
+// and its identity.
 struct Identity {
   const char* role;
-  std::string name, normal;
-  bool there;
-  dev_t device;
-  ino_t inode;
+  std::string name;
+  FileIdentity file;
 };
 
 Identity identityOf(const char* role, const std::string& name) {
-  boost::system::error_code error;
-  fs::path normal = fs::weakly_canonical(fs::absolute(name), error);
-  if (error) normal = fs::absolute(name).lexically_normal();
-  struct stat status {};
-  const bool there = ::stat(name.c_str(), &status) == 0;
-  return Identity{role, name, normal.string(), there, status.st_dev, status.st_ino};
+  return Identity{role, name, fileIdentity(name)};
 }
 
-bool sameFile(const Identity& a, const Identity& b) {
-  if (a.there && b.there) return a.device == b.device && a.inode == b.inode;
-  return a.normal == b.normal;
-}
+bool sameFile(const Identity& a, const Identity& b) { return ::sameFile(a.file, b.file); }
 
 }  // namespace
 
@@ -46,8 +33,8 @@ std::vector<ResultPath> resultPathsOf(const Options& options) {
   if (options.disFile.empty()) return paths;
   if (count >= 2) paths.push_back({"dissimilarities file", options.disFile, true, false});
   for (std::size_t i = 0; i < count; ++i)
-    paths.push_back({"dissimilarities file", resultFileName(options.disFile, count, i), count < 2,
-                     true});
+    paths.push_back(
+        {"dissimilarities file", resultFileName(options.disFile, count, i), count < 2, true});
   return paths;
 }
 
@@ -63,12 +50,11 @@ void refuseCollisions(const Options& options, const std::vector<fs::path>& files
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     for (const Identity& input : inputs)
       if (sameFile(outputs[i], input))
-        fatal("ovrell: the ", outputs[i].role, " '", outputs[i].name, "' is the ", input.role,
-              " '", input.name, "'; nothing was deleted or written\n");
+        fatal("ovrell: the ", outputs[i].role, " '", outputs[i].name, "' is the ", input.role, " '",
+              input.name, "'; nothing was deleted or written\n");
     for (std::size_t j = 0; j < i; ++j)
       if (sameFile(outputs[i], outputs[j]))
-        fatal("ovrell: the ", outputs[i].role, " '", outputs[i].name, "' and the ",
-              outputs[j].role, " '", outputs[j].name,
-              "' are the same file; nothing was deleted or written\n");
+        fatal("ovrell: the ", outputs[i].role, " '", outputs[i].name, "' and the ", outputs[j].role,
+              " '", outputs[j].name, "' are the same file; nothing was deleted or written\n");
   }
 }

@@ -6,15 +6,21 @@
 
 std::uint64_t Ovrell::checkFiles(const FileList& files) { return checkFileSet(files); }
 
-void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) {
+std::uint64_t Ovrell::checkInput(const FileList& files) {
   const std::uint64_t fileSize = checkFiles(files);
   if (fileSize % options.chunkSize != 0) {
     warn("Warning - file length is not multiple of ", options.chunkSize,
          ". Ignoring -e command line argument.\n");
     options.chunkSize = 1;
   }
+  return fileSize;
+}
+
+void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) {
+  const std::uint64_t fileSize = checkInput(files);
   unsigned valueWidth = 0;
-  const std::uint64_t blockSize = computeBlockSize(files.size(), fileSize, valueWidth);
+  const std::uint64_t blockSize =
+      computeBlockSize(files.size(), fileSize, valueWidth, !options.disFile.empty());
 
   VectorBuff mask = initVectorBuffer(blockSize);
   ArrayBuff block = initArrayBuffer(blockSize, files.size());
@@ -27,8 +33,7 @@ void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) 
 }
 
 std::uint64_t Ovrell::computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
-                                       unsigned& valueWidth) {
-  const bool dissimilarities = !options.disFile.empty();
+                                       unsigned& valueWidth, bool dissimilarities) {
   if (dissimilarities && fileSize > kLargestFileSize)
     fatal("Program is not able to parse files larger than 2^61 ", "bytes.\n");
   valueWidth = valueWidthFor(dissimilarities, fileSize);

@@ -119,16 +119,16 @@ class TileQueue {
     if (worker_.joinable()) worker_.join();
   }
 
-  // Tile k's slot once it is read, or nullptr when it cannot be read. The
-  // slot of tile k - 1 may be reused from this call on.
-  Word* get(std::uint64_t k) {
-    Word* slot = slots_.data() + k % 2 * slotWords_;
-    if (!worker_.joinable()) return read_(k, slot) ? slot : nullptr;
+  // Waits for tile k and sets `slot` to its slot; false when it cannot be
+  // read. The slot of tile k - 1 may be reused from this call on.
+  bool get(std::uint64_t k, Word*& slot) {
+    slot = slots_.data() + k % 2 * slotWords_;
+    if (!worker_.joinable()) return read_(k, slot);
     std::unique_lock<std::mutex> lock(mutex_);
     consumed_ = k;  // tiles before k are done with
     changed_.notify_all();
     changed_.wait(lock, [&] { return readCount_ > k || failed_; });
-    return readCount_ > k ? slot : nullptr;
+    return readCount_ > k;
   }
 
  private:
@@ -172,13 +172,13 @@ unsigned readThreadsOfMachine() {
 }
 
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                              const TileDone& tileDone) {
+                              const TileDone& tileDone, bool keepBlock) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
   std::uint64_t delivered = 0;  // words already handed to tileDone
   if ((chunk == 1 || block.rowSize % chunk == 0) &&
-      readTiles(files, start, block, tileDone, fileRows, delivered))
+      readTiles(files, start, block, tileDone, keepBlock, fileRows, delivered))
     return;
   // With every file of the tiles closed again.
   readBlock(files, start, block);
@@ -187,7 +187,7 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
 }
 
 bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                       const TileDone& tileDone, std::vector<Word*>& fileRows,
+                       const TileDone& tileDone, bool keepBlock, std::vector<Word*>& fileRows,
                        std::uint64_t& delivered) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
@@ -198,24 +198,29 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
   const std::uint64_t fileShare = std::min<std::uint64_t>(files.size(), kMostOpenFiles);
   const std::uint64_t tileWords = std::max<std::uint64_t>(tileBytes / 8 / fileShare, 1);
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
+  // File i's words of tile k: in the slot, or in the block's row.
+  auto rowOf = [&](std::uint64_t k, Word* slot, std::size_t i) {
+    return keepBlock ? rowWords(block, i) + k * tileWords : slot + i * tileWords;
+  };
   // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
   // and its bit inversion runs on to the end of the padded row.
   auto read = [&](std::uint64_t k, Word* slot) {
     const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
     const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
     for (std::size_t i = 0; i < files.size(); ++i) {
-      unsigned char* bytes = reinterpret_cast<unsigned char*>(slot + i * tileWords);
+      Word* row = rowOf(k, slot, i);
+      unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
       if (!opened.read(i, bytes, to - from, start + from)) return false;
-      if (options.inverseByteOrder) invertBits(slot + i * tileWords, end - first);
+      if (options.inverseByteOrder) invertBits(row, end - first);
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
     return true;
   };
-  TileQueue queue(tiles, tileWords * files.size(), readThreads > 1, read);
+  TileQueue queue(tiles, keepBlock ? 0 : tileWords * files.size(), readThreads > 1, read);
   for (std::uint64_t k = 0; k < tiles; ++k) {
-    Word* slot = queue.get(k);
-    if (slot == nullptr) return false;
-    for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = slot + i * tileWords;
+    Word* slot = nullptr;
+    if (!queue.get(k, slot)) return false;
+    for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowOf(k, slot, i);
     const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
     tileDone(first, end, fileRows);
     delivered = end;

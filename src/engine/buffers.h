@@ -51,12 +51,26 @@ inline bool zeroWord(const unsigned char* bytes) {
 
 // Calls visit(byte, bit) for every set bit of the first `size` bytes of
 // `mask`: bytes from the last to the first, inside a byte from bit 0 (value
-// 1) up. Whole zero words are skipped, so a sparse mask costs little. This is
+// 1) up. Whole zero words (and runs of 64 zero bytes) are skipped, so a
+// sparse mask costs little. This is
 // the order of the columns of the dissimilarity algorithms: the first bit
 // visited is column 0.
+// Whether the 64 bytes from `bytes` are all zero.
+inline bool zeroLine(const unsigned char* bytes) {
+  Word words[8];
+  std::memcpy(words, bytes, sizeof words);
+  Word any = 0;
+  for (Word word : words) any |= word;
+  return any == 0;
+}
+
 template <typename Visit>
 void forEachSetBitFromEnd(const unsigned char* mask, std::uint64_t size, Visit&& visit) {
   for (std::uint64_t byte = size; byte-- > 0;) {
+    if (byte % 64 == 63 && zeroLine(mask + byte - 63)) {
+      byte -= 63;
+      continue;
+    }
     if (byte % 8 == 7 && zeroWord(mask + byte - 7)) {
       byte -= 7;
       continue;

@@ -50,6 +50,14 @@ class Ovrell {
   // The common size of at least two existing files, always > 0. Ends the
   // process otherwise; all files empty ends it with status 0.
   std::uint64_t checkFiles(const FileList& files);
+  // checkFiles, then the chunk size of -e: when the file size is not a
+  // multiple of it, a warning, and chunkSize becomes 1.
+  std::uint64_t checkInput(const FileList& files);
+  // The block size for a run over `fileCount` files of `fileSize` bytes;
+  // ends the process when the file is too large or the limit too small.
+  // Sets valueWidth (0 without dissimilarities).
+  std::uint64_t computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
+                                 unsigned& valueWidth, bool dissimilarities);
 
   // --- Buffers (buffers.cpp) ---
   // Storage for `rows` rows of pitchOf(rowSize) bytes; the record keeps
@@ -69,7 +77,8 @@ class Ovrell {
   // i's word `first`. The tiles cover the rows' words in order; they land in
   // a small buffer that is reused (with readThreads > 1 the next tile is
   // read by a second thread meanwhile), and the block's storage is not
-  // touched. Up to 128 files stay open during the block; with more, every
+  // touched, or, with `keepBlock`, in the block's rows, which then hold the
+  // whole block at the end. Up to 128 files stay open during the block; with more, every
   // read opens its file. When a tile cannot be read, the block is read whole
   // by readBlock, whose message names the first file in list order that
   // cannot be read, and tileDone runs once more for all the words it has not
@@ -77,7 +86,7 @@ class Ovrell {
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                        const TileDone& tileDone);
+                        const TileDone& tileDone, bool keepBlock = false);
   // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
   // and changes nothing when size is not a multiple of chunk.
   void reorderBytes(unsigned char* buffer, std::uint64_t size, std::uint64_t chunk);
@@ -137,6 +146,17 @@ class Ovrell {
   // the rows.rows group rows.
   void quadraticColumns(const ArrayBuff& rows, VectorBuff& pairs, VectorBuff& columnValues,
                         std::uint64_t columns, unsigned valueWidth);
+  // Calls found(first, last) for every inclusion-minimal distinguishing
+  // stretch that starts in this block, from its last masked bit to its
+  // first (so `first` decreases from call to call, also from block to block
+  // of one attribute), where first < last are bit positions 8 × byte + k
+  // (bit 7 - k) of the files. `columnValues` holds the `columns` values
+  // that linearColumns or quadraticColumns computed from `mask`; `queue`
+  // and `lastValue` carry the current agreeing run from block to block.
+  using StretchFound = std::function<void(std::uint64_t first, std::uint64_t last)>;
+  void findStretches(const VectorBuff& columnValues, std::uint64_t columns, const VectorBuff& mask,
+                     std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
+                     unsigned valueWidth, const StretchFound& found);
   // Appends `size` bytes to `fileName`; silent when it cannot be opened.
   void appendPartialResult(const unsigned char* data, std::uint64_t size, const char* fileName);
 
@@ -163,12 +183,10 @@ class Ovrell {
   // opened.
   void writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize, std::uint64_t fileSize,
                                std::size_t position);
-  // Appends a line "(first-last)" for every inclusion-minimal distinguishing
-  // stretch that starts in this part of a block (`mask` from file byte
-  // `start`), from its last masked bit to its first. `queue` and `lastValue`
-  // carry the current agreeing run from part to part and block to block of
-  // one attribute. `file` is opened at the first call of a block (a failure
-  // ends the run) and kept open for the block's other parts.
+  // Appends a line "(first-last)" for every stretch findStretches finds in
+  // this part of a block (`mask` from file byte `start`). `file` is opened
+  // at the first call of a block (a failure ends the run) and kept open for
+  // the block's other parts.
   void writeDissimilarities(VectorBuff& columnValues, std::uint64_t columns, VectorBuff& mask,
                             std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
                             std::size_t position, unsigned valueWidth, ResultFile& file);
@@ -178,12 +196,8 @@ class Ovrell {
   // files closed again, when a file cannot be opened or read. `delivered`
   // counts the words handed to tileDone.
   bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                 const TileDone& tileDone, std::vector<Word*>& fileRows,
+                 const TileDone& tileDone, bool keepBlock, std::vector<Word*>& fileRows,
                  std::uint64_t& delivered);
-  // The block size for this run; ends the process when the file is too
-  // large or the limit too small. Sets valueWidth.
-  std::uint64_t computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
-                                 unsigned& valueWidth);
   void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
                              std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block);
   // The masks of attributes [first, last) of one block, one read of it.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "base/output.h"
+#include "engine/temporary_file.h"
 
 namespace {
 
@@ -24,21 +25,6 @@ std::uint64_t getVarint(const std::vector<unsigned char>& chunk, std::size_t& at
     value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
     if (byte < 0x80) return value;
   }
-}
-
-std::string temporaryDirectory() {
-  const char* dir = std::getenv("TMPDIR");
-  return dir != nullptr && *dir != '\0' ? dir : "/tmp";
-}
-
-// A file that nobody else can open and that goes when it is closed.
-int unlinkedTemporaryFile(const std::string& dir) {
-  int fd = ::open(dir.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
-  if (fd >= 0) return fd;
-  std::string name = dir + "/ovrell-XXXXXX";
-  fd = ::mkstemp(&name[0]);
-  if (fd >= 0) ::unlink(name.c_str());
-  return fd;
 }
 
 }  // namespace

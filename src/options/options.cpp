@@ -135,6 +135,8 @@ void applySwitches(const po::variables_map& map, Options& o) {
   if (map.count("quiet")) o.quiet = true;  // never declared, so never present
 }
 
+}  // namespace
+
 void convertValues(const std::string& memLimitText, const std::string& chunkSizeText, Options& o) {
   if (!chunkSizeText.empty()) {
     o.chunkSize = static_cast<std::uint32_t>(atolValue(chunkSizeText));
@@ -152,13 +154,16 @@ void convertValues(const std::string& memLimitText, const std::string& chunkSize
   }
 }
 
+void requireProjectFileOption(const std::string& program, const std::string& name) {
+  if (name.empty())
+    fatal("You must specify project file. Try " + program + " -h for more information.\n");
+}
+
 void checkProjectFile(const std::string& name) {
   const fs::path project(name);
   if (!fs::exists(project)) fatal("Project file ", project, " does not exist.\n");
   if (!fs::is_regular_file(project)) fatal("Project file ", project, " is not a regular file.\n");
 }
-
-}  // namespace
 
 Options::Options(int argc, char** argv) { parseCommandLine(argc, argv); }
 
@@ -184,8 +189,7 @@ void Options::parseCommandLine(int argc, char** argv) {
   applySwitches(map, *this);
   convertValues(memLimitText, chunkSizeText, *this);
 
-  if (projectFile.empty())
-    fatal("You must specify project file. Try " + program + " -h for more information.\n");
+  requireProjectFileOption(program, projectFile);
   if (attributes.empty())
     warn("Warning - no attribute specified, outputting common bits ", "for all files.\n");
   checkProjectFile(projectFile);

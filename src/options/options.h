@@ -52,6 +52,15 @@ struct Options {
   void parseCommandLine(int argc, char** argv);
 };
 
+// The checks shared with the companion program, each ending the process
+// with its message. `convertValues` converts the texts of -m and -e (empty:
+// not given) into memLimit and chunkSize; `requireProjectFileOption` refuses
+// an empty -p (`program` is argv[0]); `checkProjectFile` refuses a project
+// file that is not there or not a regular file.
+void convertValues(const std::string& memLimitText, const std::string& chunkSizeText, Options& o);
+void requireProjectFileOption(const std::string& program, const std::string& name);
+void checkProjectFile(const std::string& name);
+
 // The "Selected Options" report of the three file names.
 std::ostream& operator<<(std::ostream& out, const Options& options);
 

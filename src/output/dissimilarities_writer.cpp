@@ -1,8 +1,6 @@
 // Members of Ovrell; contracts in engine/ovrell.h.
 #include "base/output.h"
-#include "engine/budget.h"
 #include "engine/ovrell.h"
-#include "engine/single_list.h"
 #include "output/result_file_name.h"
 
 void Ovrell::writeDissimilarities(VectorBuff& columnValues, std::uint64_t columns, VectorBuff& mask,
@@ -15,28 +13,8 @@ void Ovrell::writeDissimilarities(VectorBuff& columnValues, std::uint64_t column
     if (!file.open(name)) cannotOpenResultFile(name);
   }
   std::ostream& out = file.stream();
-
-  // The masked bits from the block's last to its first, the column values
-  // from entry N - 1 down to 0.
-  const std::uint64_t base = start * 8;
-  std::uint64_t entry = columns;
-  auto line = [&](auto zero) {
-    using Value = decltype(zero);
-    const Value* values = reinterpret_cast<const Value*>(columnValues.data);
-    forEachSetBitFromEnd(mask.data, mask.size, [&](std::uint64_t byte, unsigned bit) {
-      if (entry == 0) return;
-      const std::uint64_t q = base + 8 * byte + (7 - bit);
-      queue.push(q);
-      const std::uint64_t value = values[--entry];
-      if (value < lastValue + 1) {
-        // The shortest stretch from q that tells all groups apart has
-        // value + 1 masked bits; it does not contain the next bit's stretch.
-        const std::uint64_t count = lastValue + 1 - value;
-        if (count > queue.size()) brokenLinkage();
-        out << '(' << q << '-' << queue.popFront(count) << ")\n";
-      }
-      lastValue = value;
-    });
-  };
-  if (!withValueType(valueWidth, line)) wrongValueWidth();
+  findStretches(columnValues, columns, mask, start, queue, lastValue, valueWidth,
+                [&](std::uint64_t first, std::uint64_t last) {
+                  out << '(' << first << '-' << last << ")\n";
+                });
 }

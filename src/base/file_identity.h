@@ -1,0 +1,24 @@
+// Whether two names are the same file, for the guards that keep a run's
+// results off its inputs.
+//
+// Two names are the same file when both are there and name the same inode,
+// or, when one is not there yet, when they are the same once made absolute
+// and normal (symbolic links of the directories resolved where they exist).
+#ifndef OVRELL_BASE_FILE_IDENTITY_H_
+#define OVRELL_BASE_FILE_IDENTITY_H_
+
+#include <sys/types.h>
+
+#include <string>
+
+struct FileIdentity {
+  std::string normal;
+  bool there;
+  dev_t device;
+  ino_t inode;
+};
+
+FileIdentity fileIdentity(const std::string& name);
+bool sameFile(const FileIdentity& a, const FileIdentity& b);
+
+#endif  // OVRELL_BASE_FILE_IDENTITY_H_

@@ -1,0 +1,53 @@
+// The report's pass over the data: one attribute at a time, the blocks from
+// the end of the files to their start, as ovrell's dissimilarity pass reads
+// them and with the same memory budget (-m, engine/budget.h).
+//
+// For each block the engine's reader brings the files in tile by tile; each
+// tile's mask of bits uniform in every group is counted (its complement is
+// the varying bits) and then narrowed to the bits that also differ between
+// two files, ovrell's -x mask: the informative bits. Their bytes go to the
+// findings' byte records; the informative bits go through the engine's
+// linear dissimilarity kernel and its stretch finder into the stretch
+// records. Every attribute starts afresh (its own lists, queue and full
+// block size), so its findings are those of a run that names it alone.
+#ifndef OVRELL_REPORT_ATTRIBUTE_SCAN_H_
+#define OVRELL_REPORT_ATTRIBUTE_SCAN_H_
+
+#include <cstdint>
+#include <vector>
+
+#include "engine/ovrell.h"
+#include "report/findings.h"
+
+class AttributeScan {
+ public:
+  // Allocates the buffers of the budget; ends the process as ovrell does
+  // when the files are too large or the limit too small. `engine` and
+  // `files` must outlive the scan.
+  AttributeScan(Ovrell& engine, const FileList& files, std::uint64_t fileSize);
+  ~AttributeScan();
+  AttributeScan(const AttributeScan&) = delete;
+  AttributeScan& operator=(const AttributeScan&) = delete;
+
+  // Fills the counts, byte records and stretch records of `findings` (and
+  // its cells when findings.bytesPerCell is not 0).
+  void scan(Findings& findings);
+
+ private:
+  void recordBytes(Findings& findings, std::uint64_t start,
+                   const std::vector<unsigned long long*>& rowPointers);
+  void recordByte(Findings& findings, std::uint64_t start, std::uint64_t b,
+                  const std::vector<unsigned long long*>& rowPointers,
+                  std::vector<unsigned char>& record);
+
+  Ovrell& engine_;
+  const FileList& files_;
+  std::uint64_t fileSize_, blockSize_ = 0;
+  unsigned valueWidth_ = 0;
+  ArrayBuff block_{}, groupRows_{};
+  VectorBuff mask_{}, columnValues_{}, nodes_{};
+  std::uint64_t lastPosition_ = 0, lastOffset_ = 0, regionLength_ = 0;
+  std::vector<unsigned char> lines_;  // per 64 bytes of the block: any informative bit
+};
+
+#endif  // OVRELL_REPORT_ATTRIBUTE_SCAN_H_

@@ -1,0 +1,164 @@
+// The picture: one self-contained HTML page (inline CSS and SVG, no script)
+// with, for each attribute, the whole file as a grid of cells coloured by
+// class, a legend, and the field table beside it. A cell stands for
+// bytesPerCellFor(file size) bytes and takes the most telling class of its
+// bits (informative, then varying, then constant), so that every field shows
+// as at least one cell. Every cell has a tooltip (an SVG <title>) with its
+// byte range and class, and for an informative cell each group's byte at the
+// cell's first informative byte.
+#include <iomanip>
+#include <sstream>
+
+#include "report/report_writer.h"
+
+namespace {
+
+constexpr std::uint64_t kMostCells = 4096;
+constexpr unsigned kColumns = 64;
+constexpr unsigned kCellPixels = 10;
+constexpr std::uint64_t kShownFields = 200;
+constexpr std::uint64_t kShownBits = 64;
+const char* const kClassNames[] = {"constant", "varying", "informative"};
+const char* const kColours[] = {"#d9d9d9", "#f5b700", "#d62728"};
+
+std::string escaped(const std::string& text) {
+  std::string out;
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+std::string hexOffset(std::uint64_t offset) {
+  std::ostringstream out;
+  out << "0x" << std::hex << std::setfill('0') << std::setw(8) << offset;
+  return out.str();
+}
+
+class HtmlWriter : public ReportWriter {
+ public:
+  explicit HtmlWriter(std::ostream& out) : out_(out) {}
+
+  void begin(const ReportRun& run) override {
+    run_ = run;
+    out_ << "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">\n"
+         << "<title>ovrell-report</title>\n<style>\n"
+         << "body{font-family:sans-serif;margin:1em}\n"
+         << ".attribute{display:flex;flex-wrap:wrap;gap:2em;align-items:flex-start}\n"
+         << "table{border-collapse:collapse;font-family:monospace}\n"
+         << "td,th{border:1px solid #ccc;padding:2px 6px;text-align:left}\n"
+         << ".swatch{display:inline-block;width:1em;height:1em;vertical-align:middle}\n"
+         << "rect:hover{stroke:#000;stroke-width:1}\n</style></head><body>\n"
+         << "<h1>ovrell-report</h1>\n<p>" << run.fileNames.size() << " files of " << run.fileSize
+         << " bytes; a cell stands for " << bytesPerCellFor(run.fileSize)
+         << (bytesPerCellFor(run.fileSize) == 1 ? " byte" : " bytes") << ".</p>\n<p>";
+    for (int c = 2; c >= 0; --c)
+      out_ << "<span class=\"swatch\" style=\"background:" << kColours[c] << "\"></span> "
+           << kClassNames[c] << " &nbsp; ";
+    out_ << "</p>\n";
+  }
+
+  void attribute(Findings& f) override {
+    out_ << "<h2>attribute " << escaped(f.name) << "</h2>\n<p>" << f.informative << " informative, "
+         << f.constant << " constant, " << f.varying << " varying bits; groups:";
+    for (const ReportGroup& group : f.groups)
+      out_ << " " << escaped(group.value) << " (" << group.files->size() << ")";
+    out_ << "</p>\n<div class=\"attribute\">\n";
+    grid(f);
+    fieldTable(f);
+    out_ << "</div>\n";
+  }
+
+  void end() override { out_ << "</body></html>\n"; }
+
+ private:
+  void grid(Findings& f) {
+    const std::uint64_t cells = f.cells.size();
+    const std::uint64_t rows = (cells + kColumns - 1) / kColumns;
+    out_ << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kColumns * kCellPixels
+         << "\" height=\"" << rows * kCellPixels << "\">\n";
+    std::uint64_t p = 0;  // the next byte record
+    const std::uint64_t records = f.bytes.count();
+    for (std::uint64_t c = 0; c < cells; ++c) {
+      const std::uint64_t first = c * f.bytesPerCell;
+      const std::uint64_t last = std::min(first + f.bytesPerCell, run_.fileSize) - 1;
+      const unsigned cls = f.cells[c];
+      out_ << "<rect data-offset=\"" << first << "\" x=\"" << (c % kColumns) * kCellPixels
+           << "\" y=\"" << (c / kColumns) * kCellPixels << "\" width=\"" << kCellPixels - 1
+           << "\" height=\"" << kCellPixels - 1 << "\" fill=\"" << kColours[cls] << "\" class=\""
+           << kClassNames[cls] << "\"><title>" << hexOffset(first);
+      if (last != first) out_ << "-" << hexOffset(last);
+      out_ << " " << kClassNames[cls];
+      while (p < records && offsetAt(f, p) < first) ++p;
+      if (cls == kInformativeCell && p < records) {
+        const ByteRecord record = byteRecordAt(f, p);
+        if (record.offset <= last) {
+          out_ << " at " << hexOffset(record.offset) << ":";
+          for (std::size_t g = 0; g < f.groups.size(); ++g) {
+            std::ostringstream hex;
+            if (record.uniform[g] != 0xFF)
+              hex << "??";
+            else
+              hex << std::hex << std::setfill('0') << std::setw(2) << unsigned{record.values[g]};
+            out_ << " " << escaped(f.groups[g].value) << "=" << hex.str();
+          }
+        }
+      }
+      out_ << "</title></rect>\n";
+    }
+    out_ << "</svg>\n";
+  }
+
+  void fieldTable(Findings& f) {
+    out_ << "<table><tr><th>byte</th><th>bits</th><th>width</th>";
+    for (const ReportGroup& group : f.groups) out_ << "<th>" << escaped(group.value) << "</th>";
+    out_ << "</tr>\n";
+    std::uint64_t shown = 0;
+    if (f.bytes.count() > 0)
+      forEachField(f, 0, f.bytes.count() - 1, [&](const Span& field) {
+        if (shown == kShownFields) return false;
+        ++shown;
+        out_ << "<tr><td>" << hexOffset(field.first / 8) << "</td><td>" << field.first << "-"
+             << field.last << "</td><td>" << field.last - field.first + 1 << "</td>";
+        for (std::size_t g = 0; g < f.groups.size(); ++g) {
+          std::string bits;
+          appendFieldBits(bits, f, field, g, kShownBits);
+          if (field.last - field.first + 1 > kShownBits) bits += "...";
+          out_ << "<td>" << bits << "</td>";
+        }
+        out_ << "</tr>\n";
+        return true;
+      });
+    out_ << "</table>\n";
+    if (shown < f.fieldCount)
+      out_ << "<p>... " << f.fieldCount - shown << " more fields (see the JSON)</p>\n";
+  }
+
+  std::ostream& out_;
+  ReportRun run_;
+};
+
+}  // namespace
+
+std::uint64_t bytesPerCellFor(std::uint64_t fileSize) {
+  return fileSize <= kMostCells ? 1 : (fileSize + kMostCells - 1) / kMostCells;
+}
+
+std::unique_ptr<ReportWriter> htmlWriter(std::ostream& out) {
+  return std::make_unique<HtmlWriter>(out);
+}

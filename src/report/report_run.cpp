@@ -1,0 +1,126 @@
+#include "report/report_run.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+#include "base/fatal.h"
+#include "base/file_identity.h"
+#include "base/output.h"
+#include "engine/ovrell.h"
+#include "project/project.h"
+#include "report/attribute_scan.h"
+#include "report/report_writer.h"
+
+namespace {
+
+// The header's attribute names and the first column of every data line, as
+// the project file spells them. Called after the project was read, so every
+// line tokenizes.
+void readProjectColumns(const std::string& projectFile, std::vector<std::string>& attributes,
+                        std::vector<std::string>& fileNames) {
+  std::ifstream in(projectFile);
+  std::string line;
+  std::vector<std::string> fields;
+  bool header = true;
+  while (std::getline(in, line)) {
+    if (Project::tokenizeLine(line, fields) != nullptr || fields.empty()) continue;
+    if (header)
+      attributes.assign(fields.begin() + 1, fields.end());
+    else
+      fileNames.push_back(fields[0]);
+    header = false;
+  }
+}
+
+std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
+  std::vector<ReportGroup> groups;
+  for (const auto& value : values) groups.push_back(ReportGroup{value.first, value.second});
+  std::sort(groups.begin(), groups.end(),
+            [](const ReportGroup& a, const ReportGroup& b) { return a.value < b.value; });
+  return groups;
+}
+
+// Ends the process when a result file is the project file, a data file or
+// the other result file, before anything is deleted.
+void refuseOverwritingInputs(const Options& options, const FileList& files,
+                             const ReportOptions& report) {
+  std::vector<std::pair<std::string, std::string>> inputs{{"project file", options.projectFile}};
+  for (const auto& file : files) inputs.emplace_back("data file", file.string());
+  const std::pair<std::string, std::string> results[] = {{"JSON file", report.jsonFile},
+                                                         {"HTML file", report.htmlFile}};
+  for (const auto& result : results) {
+    if (result.second.empty() || result.second == "-") continue;
+    const FileIdentity identity = fileIdentity(result.second);
+    for (const auto& input : inputs)
+      if (sameFile(identity, fileIdentity(input.second)))
+        fatal("ovrell-report: the ", result.first, " '", result.second, "' is the ", input.first,
+              " '", input.second, "'; nothing was deleted or written\n");
+    inputs.push_back(result);
+  }
+}
+
+bool colourWanted() { return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr; }
+
+}  // namespace
+
+void runReport(Options& options, const ReportOptions& report) {
+  Project project(options);
+  project.parseProjectFile();
+  ReportRun run{0, {}};
+  std::vector<std::string> header;
+  readProjectColumns(options.projectFile, header, run.fileNames);
+  if (options.attributes.empty()) options.attributes = header;
+  project.checkAttributes();
+  Ovrell engine(options);
+  run.fileSize = engine.checkInput(project.files);
+
+  refuseOverwritingInputs(options, project.files, report);
+  std::vector<std::string> results;
+  for (const std::string& name : {report.jsonFile, report.htmlFile})
+    if (!name.empty() && name != "-") results.push_back(name);
+  // A regular file is replaced; anything else there (a device, a pipe) is
+  // written to as it is and never removed.
+  std::vector<std::string> replaced;
+  for (const std::string& name : results) {
+    struct stat status {};
+    if (::stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) replaced.push_back(name);
+  }
+  for (const std::string& name : replaced) std::remove(name.c_str());
+  registerResultFiles(replaced, "");
+  installSignalCleanup();
+
+  ResultFile jsonFile, htmlFile;
+  std::vector<std::unique_ptr<ReportWriter>> writers;
+  if (report.jsonFile != "-") writers.push_back(textWriter(std::cout, report, colourWanted()));
+  if (report.jsonFile == "-") writers.push_back(jsonWriter(std::cout));
+  auto open = [](ResultFile& file, const std::string& name) -> std::ostream& {
+    if (!file.open(name)) failRun("cannot open ", name, " for writing: ", std::strerror(errno));
+    return file.stream();
+  };
+  if (!report.jsonFile.empty() && report.jsonFile != "-")
+    writers.push_back(jsonWriter(open(jsonFile, report.jsonFile)));
+  if (!report.htmlFile.empty()) writers.push_back(htmlWriter(open(htmlFile, report.htmlFile)));
+
+  AttributeScan scan(engine, project.files, run.fileSize);
+  for (auto& writer : writers) writer->begin(run);
+  for (const std::string& name : options.attributes) {
+    Findings findings(groupsOf(*project.attributeIndex.find(name)->second));
+    findings.name = name;
+    if (!report.htmlFile.empty()) {
+      findings.bytesPerCell = bytesPerCellFor(run.fileSize);
+      findings.cells.assign((run.fileSize + findings.bytesPerCell - 1) / findings.bytesPerCell,
+                            kConstantCell);
+    }
+    scan.scan(findings);
+    for (auto& writer : writers) writer->attribute(findings);
+  }
+  for (auto& writer : writers) writer->end();
+}

@@ -1,0 +1,47 @@
+// The report's outputs: the text table, the JSON document and the picture.
+//
+// A writer is told the run's facts once (`begin`), then each attribute's
+// findings in the order named, as soon as its scan is done (so memory holds
+// one attribute's findings at a time), then `end`. A writer may walk the
+// findings as often as it likes; it writes through base/output.h, so a
+// failed write ends the run.
+#ifndef OVRELL_REPORT_REPORT_WRITER_H_
+#define OVRELL_REPORT_REPORT_WRITER_H_
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "report/findings.h"
+#include "report/report_options.h"
+
+// What every writer knows of the run: the file size and the data files as
+// the project file names them, in its order.
+struct ReportRun {
+  std::uint64_t fileSize;
+  std::vector<std::string> fileNames;
+};
+
+class ReportWriter {
+ public:
+  virtual ~ReportWriter() = default;
+  virtual void begin(const ReportRun& run) = 0;
+  virtual void attribute(Findings& findings) = 0;
+  virtual void end() = 0;
+};
+
+// The text table of report/text_writer.cpp; `colour`: ANSI colours.
+std::unique_ptr<ReportWriter> textWriter(std::ostream& out, const ReportOptions& options,
+                                         bool colour);
+// The JSON document of report/json_writer.cpp.
+std::unique_ptr<ReportWriter> jsonWriter(std::ostream& out);
+// The HTML picture of report/html_writer.cpp.
+std::unique_ptr<ReportWriter> htmlWriter(std::ostream& out);
+
+// The most cells the picture draws per attribute: the bytes a cell stands
+// for, for files of `fileSize` bytes.
+std::uint64_t bytesPerCellFor(std::uint64_t fileSize);
+
+#endif  // OVRELL_REPORT_REPORT_WRITER_H_

@@ -1,0 +1,220 @@
+// ovrell-report end to end: planted fields in generated files, a real file
+// format with a documented layout, names that are not plain text, and the
+// mistakes it shares with ovrell.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "report_runner.h"
+
+namespace {
+
+using nlohmann::json;
+
+// 30 files of 64 KiB in three groups (file i in group "g" + i % 3) over
+// one random image: a 16-bit field at 0x1000 whose every bit tells some
+// groups apart, a 3-bit field in the middle of byte 0x2000 (bits 4..2), a
+// counter byte at 0x3000 that varies inside the groups, 16 bytes of noise
+// at 0x4000.
+void writePlanted(const Sandbox& sb) {
+  std::mt19937 random(7);
+  std::string image(64 << 10, '\0'), project = "file g\n";
+  for (char& byte : image) byte = static_cast<char>(random());
+  const unsigned wide[] = {0x0000, 0xFFFF, 0x00FF}, narrow[] = {1, 2, 4};
+  for (int i = 0; i < 30; ++i) {
+    std::string data = image;
+    data[0x1000] = static_cast<char>(wide[i % 3] >> 8);
+    data[0x1001] = static_cast<char>(wide[i % 3]);
+    data[0x2000] = static_cast<char>((image[0x2000] & 0xE3) | narrow[i % 3] << 2);
+    data[0x3000] = static_cast<char>(i);
+    for (int k = 0; k < 16; ++k) data[0x4000 + k] = static_cast<char>(random());
+    sb.put("f" + std::to_string(i), data);
+    project += "f" + std::to_string(i) + " g" + std::to_string(i % 3) + "\n";
+  }
+  sb.put("p.txt", project);
+}
+
+TEST(Report, FindsExactlyThePlantedFieldsAndRegions) {
+  const Sandbox sb;
+  writePlanted(sb);
+  // -m 200000: several blocks, so that the scan crosses block ends.
+  const json a = reportJson(sb, {"-p", "p.txt", "-m", "200000"})["attributes"][0];
+  EXPECT_EQ(a["name"], "g");
+  EXPECT_EQ(a["groups"][1], json::parse(R"({"value": "g1", "files": ["f1", "f4", "f7", "f10",
+      "f13", "f16", "f19", "f22", "f25", "f28"]})"));
+  const std::uint64_t noise = 16 * 8, counter = 5;
+  EXPECT_EQ(a["bits"], (json{{"informative", 19},
+                             {"varying", noise + counter},
+                             {"constant", 8 * (64 << 10) - 19 - noise - counter}}));
+  EXPECT_EQ(a["regions"].size(), 2u);
+  EXPECT_EQ(a["regions"][0], json::parse(R"({"first_byte": 4096, "last_byte": 4097,
+      "values": {"g0": "0000", "g1": "ffff", "g2": "00ff"}})"));
+  EXPECT_EQ(a["regions"][1]["first_byte"], 0x2000);
+  EXPECT_EQ(a["regions"][1]["last_byte"], 0x2000);
+  EXPECT_EQ(a["fields"], json::parse(R"([
+      {"byte_offset": 4096, "first_bit": 32768, "last_bit": 32783,
+       "values": {"g0": "0000000000000000", "g1": "1111111111111111", "g2": "0000000011111111"}},
+      {"byte_offset": 8192, "first_bit": 65539, "last_bit": 65541,
+       "values": {"g0": "001", "g1": "010", "g2": "100"}}])"));
+
+  // The table: its first region row, and the rows cut by --limit.
+  const Outcome text = run(sb, REPORT_BINARY, {"-p", "p.txt", "--limit", "1", "g"});
+  EXPECT_NE(text.out.find("  0x00001000-0x00001001       2  00 00"), std::string::npos) << text.out;
+  EXPECT_NE(text.out.find("  ... 1 more region (--limit 0 shows all)\n"), std::string::npos);
+  EXPECT_EQ(text.out.find("\033["), std::string::npos);  // not a terminal: no colour
+}
+
+// Two tar archives of one file for each of two modes, all else fixed: the
+// groups differ in the mode field (bytes 100..107 of the header) and in the
+// header checksum (bytes 148..155), and nowhere else.
+TEST(Report, TarArchivesDifferInTheModeAndChecksumFields) {
+  const Sandbox sb;
+  sb.put("content", std::string(1000, 'x'));
+  std::string project = "file mode\n";
+  for (const char* mode : {"0644", "0755"}) {
+    for (int copy = 0; copy < 2; ++copy) {
+      const std::string name = std::string(mode) + "-" + std::to_string(copy) + ".tar";
+      const std::string command = "cd '" + sb.dir + "' && tar --format=ustar --mode=" + mode +
+                                  " --mtime=@0 --owner=0 --group=0 --numeric-owner -cf " + name +
+                                  " content";
+      ASSERT_EQ(std::system(command.c_str()), 0);
+      project += name + " " + mode + "\n";
+    }
+  }
+  sb.put("p.txt", project);
+  const json a = reportJson(sb, {"-p", "p.txt"})["attributes"][0];
+  ASSERT_EQ(a["regions"].size(), 2u) << a["regions"];
+  EXPECT_GE(a["regions"][0]["first_byte"], 100);
+  EXPECT_LE(a["regions"][0]["last_byte"], 107);
+  EXPECT_EQ(a["regions"][0]["values"]["0644"].get<std::string>().substr(0, 4), "3634");
+  EXPECT_EQ(a["regions"][0]["values"]["0755"].get<std::string>().substr(0, 4), "3735");
+  EXPECT_GE(a["regions"][1]["first_byte"], 148);
+  EXPECT_LE(a["regions"][1]["last_byte"], 155);
+  EXPECT_EQ(a["bits"]["varying"], 0);
+}
+
+// File names and values with quotes, control characters and bytes that are
+// not UTF-8 still make a JSON document that a strict parser reads; such
+// bytes become U+FFFD.
+TEST(Report, JsonOfNamesThatAreNotPlainText) {
+  using namespace std::string_literals;
+  const Sandbox sb;
+  const std::string odd = "a\"b\x01\xff", shown = "a\"b\x01\xEF\xBF\xBD";
+  sb.put(odd, "\x0f"s);
+  sb.put("b", "\xf0"s);
+  sb.put("p.txt", "file v\n'" + odd + "' '" + odd + "'\nb \\\\\n");
+  const json a = reportJson(sb, {"-p", "p.txt"})["attributes"][0];
+  EXPECT_EQ(a["groups"][0]["value"], "\\");  // groups in byte order of their values
+  EXPECT_EQ(a["groups"][1]["value"], shown);
+  EXPECT_EQ(a["groups"][1]["files"][0], shown);
+  EXPECT_EQ(a["regions"][0]["values"][shown], "0f");
+  EXPECT_EQ(a["fields"][0]["values"]["\\"], "11110000");
+}
+
+// The mistakes both programs can be given: the same message and status. The
+// data files are a.bin and b.bin (one byte each) unless a case adds others.
+TEST(Report, SharedMistakesGiveOvrellsMessages) {
+  struct Case {
+    std::string project;
+    std::vector<std::string> args;
+    std::string files = "";
+  };
+  const Case cases[] = {
+      {"file A\na.bin 1\nb.bin 2\n", {"-m", "5XB"}},
+      {"file A\na.bin 1\nb.bin 2\n", {"-m", "0"}},
+      {"file A\na.bin 1\nb.bin 2\n", {"-m", "100"}},
+      {"file A\na.bin 1\nb.bin 2\n", {"-e", "3"}},
+      {"file A\na.bin 1\nb.bin 2\n", {"--frobnicate"}},
+      {"file A\na.bin 1\nb.bin 2\n", {"B"}},
+      {"file A\na.bin 1\nb.bin 2\n", {"-p", ""}},
+      {"file A\na.bin 1\nb.bin 2\n", {"-p", "none.txt"}},
+      {"file A\na.bin 1\nb.bin 2\n", {"-p", "."}},
+      {"file A\na.bin 'x\nb.bin 2\n", {}},
+      {"file A\na.bin 1 2\nb.bin 2\n", {}},
+      {"file A A\na.bin 1 2\nb.bin 2 3\n", {}},
+      {"file A\na.bin 1\n", {}},
+      {"file A\na.bin 1\nc.bin 2\n", {}},
+      {"file A\na.bin 1\nlong.bin 2\n", {}, "long.bin"},
+      {"file A\ne1 1\ne2 2\n", {}, "e1 e2"},
+      {"file A\na.bin 1\nb.bin 2\n", {"-r", "nowhere"}},
+  };
+  for (const Case& c : cases) {
+    const Sandbox sb;
+    sb.put("p.txt", c.project);
+    sb.put("a.bin", "a");
+    sb.put("b.bin", "b");
+    if (!c.files.empty()) {
+      sb.put("long.bin", "ab");
+      sb.put("e1", "");
+      sb.put("e2", "");
+    }
+    std::vector<std::string> args{"-p", "p.txt"};
+    args.insert(args.end(), c.args.begin(), c.args.end());
+    if (c.args.size() >= 2 && c.args[0] == "-p") args = c.args;
+    std::vector<std::string> ovrellArgs = args;
+    ovrellArgs.insert(ovrellArgs.end(), {"-d", "dis"});
+    if (std::find(args.begin(), args.end(), "B") == args.end()) {
+      args.push_back("A");
+      ovrellArgs.push_back("A");
+    }
+    const Outcome expected = run(sb, OVRELL_BINARY, ovrellArgs);
+    const Outcome got = run(sb, REPORT_BINARY, args);
+    EXPECT_EQ(std::make_pair(got.err, got.status), std::make_pair(expected.err, expected.status))
+        << c.project << ::testing::PrintToString(args);
+    EXPECT_NE(expected.err + expected.out, "");
+  }
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Report, RefusesToWriteOverItsInputsAndStopsWhenAWriteFails) {
+  const Sandbox sb;
+  sb.put("p.txt", "file A\na 1\nb 2\n");
+  sb.put("a", "a");
+  sb.put("b", "b");
+  const Outcome r = run(sb, REPORT_BINARY, {"-p", "p.txt", "--html", "./a"});
+  EXPECT_EQ(std::make_pair(r.err, r.status),
+            std::make_pair(std::string("ovrell-report: the HTML file './a' is the data file 'a'; "
+                                       "nothing was deleted or written\n"),
+                           1));
+  EXPECT_EQ(slurp(sb.path("a")), "a");
+  // A device is written to, not replaced; a failed write ends the run.
+  const Outcome full = run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "/dev/full"});
+  EXPECT_EQ(
+      std::make_pair(full.err, full.status),
+      std::make_pair(
+          std::string("ovrell-report: cannot write '/dev/full': No space left on device\n"), 1));
+}
+
+}  // namespace
+
+namespace {
+
+// The whole table of a small project with --bits, byte for byte: text
+// beside printable bytes only (0x20 is, 0x7f is not), singular and plural.
+TEST(Report, TableWithFields) {
+  const Sandbox sb;
+  sb.put("p.txt", "file kind\na one\nb one\nc two\n");
+  sb.put("a", std::string("A \0\x10\x7f", 5));
+  sb.put("b", std::string("A \0\x10\x7f", 5));
+  sb.put("c", std::string("Cd\0\x13\x7e", 5));
+  EXPECT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt", "--bits"}).out,
+            "3 files of 5 bytes (40 bits)\n\n"
+            "attribute kind: 2 groups\n"
+            "  one  2 files\n"
+            "  two  1 file\n"
+            "  bits: 6 informative, 34 constant, 0 varying\n"
+            "  2 regions, 5 fields, 6 stretches\n"
+            "  bytes                  length  one                   two\n"
+            "  0x00000000-0x00000001       2  41 20  \"A \"           43 64  \"Cd\"\n"
+            "    bits 6-6                  1  0                     1\n"
+            "    bits 9-9                  1  0                     1\n"
+            "    bits 13-13                1  0                     1\n"
+            "  0x00000003-0x00000004       2  10 7f                 13 7e\n"
+            "    bits 30-31                2  00                    11\n"
+            "    bits 39-39                1  1                     0\n");
+}
+
+}  // namespace
