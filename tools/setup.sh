@@ -2,8 +2,8 @@
 # Sets up a fresh Debian 12 machine for ovrell, builds it and runs it.
 #
 #   tools/setup.sh example   install what is missing, build, and print the
-#                            commonalities and dissimilarities of the
-#                            shipped example data set
+#                            report, commonalities and dissimilarities of
+#                            the shipped example data set
 #   tools/setup.sh test      install what is missing, build, and run the
 #                            whole test suite twice: on the release build
 #                            (build/), where it also checks the man page,
@@ -68,6 +68,10 @@ case "$mode" in
     # The runs write their dissimilarities files (and, while they run, a
     # temporary file) in the working directory: use one inside build/.
     mkdir -p build/example
+    echo "==> which bytes encode each attribute, and each group's values there:" \
+      "build/ovrell-report -p examples/project.txt --bits --html build/example/report.html"
+    build/ovrell-report -p examples/project.txt --bits --html build/example/report.html
+    echo "==> the picture: build/example/report.html"
     for attribute in model region; do
       echo "==> commonalities and dissimilarities of '$attribute', in build/example:" \
         "../ovrell -p ../../examples/project.txt -x -d dis-$attribute $attribute"

@@ -30,7 +30,7 @@ else
   if command -v lintian >/dev/null; then lintian --fail-on error "$deb"; fi
 fi
 
-expected+=" bin/ovrell share/bash-completion/completions/ovrell $doc/README.md"
+expected+=" bin/ovrell bin/ovrell-report share/bash-completion/completions/ovrell $doc/README.md"
 expected+=" $(cd "$source" && find examples -type f -printf "$doc/%p ")"
 diff <(printf "$usr%s\n" $expected | sort) <(cd "$tmp/root" && find . ! -type d | cut -c3- | sort)
 
@@ -38,3 +38,5 @@ bin=$tmp/root/${usr}bin/ovrell
 [[ $("$bin" --version) == "$("$build/ovrell" --version)" ]]
 cmp <("$bin" -p "$tmp/root/$usr$doc/examples/project.txt" -x model) \
   <("$build/ovrell" -p "$source/examples/project.txt" -x model)
+cmp <("$tmp/root/${usr}bin/ovrell-report" -p "$tmp/root/$usr$doc/examples/project.txt") \
+  <("$build/ovrell-report" -p "$source/examples/project.txt")
