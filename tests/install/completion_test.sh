@@ -42,4 +42,19 @@ check 'my p.txt' -p m
 check 'dir' -r ''
 check "$({ "$ovrell" -h | grep -oE -- '--?[a-z-]+ \[ --[a-z-]+' | tr -d '['
   echo '-a --attributes'; } | tr ' ' '\n' | grep . | sort)" -
+
+# ovrell-report: its own options, the same attribute names.
+source "$(dirname "$1")/ovrell-report" || exit 1
+report() {
+  local want=$1 got
+  shift
+  COMP_WORDS=(ovrell-report "$@") COMP_CWORD=$# COMP_LINE="ovrell-report $*"
+  COMP_POINT=${#COMP_LINE} COMPREPLY=()
+  got=$(_ovrell_report ovrell-report "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}" 2>&1
+    printf '%s\n' "${COMPREPLY[@]}" | sort)
+  [[ $got == "$want" ]] || { echo "ovrell-report $*<TAB>: [$got], not [$want]"; failures=1; }
+}
+report "$all" --bits -p p.txt ''
+report 'my p.txt' --json m
+report $'--help\n--html' --h
 exit $failures

@@ -16,7 +16,7 @@ doc=share/doc/ovrell
 if [[ $mode == install ]]; then
   cmake --install "$build" --prefix "$tmp/root" >/dev/null
   usr=""
-  expected="share/man/man1/ovrell.1 $doc/CHANGELOG.md $doc/LICENSE"
+  expected="share/man/man1/ovrell.1 share/man/man1/ovrell-report.1 $doc/CHANGELOG.md $doc/LICENSE"
 else
   cpack -G DEB -B "$tmp" --config "$build/CPackConfig.cmake" >/dev/null
   deb=$tmp/ovrell_${version}_$(dpkg --print-architecture).deb
@@ -24,13 +24,15 @@ else
   [[ $(dpkg-deb -f "$deb" Depends) == *libboost-program-options* ]]
   dpkg -x "$deb" "$tmp/root"
   usr=usr/
-  expected="share/man/man1/ovrell.1.gz $doc/changelog.gz $doc/copyright"
+  expected="share/man/man1/ovrell.1.gz share/man/man1/ovrell-report.1.gz $doc/changelog.gz"
+  expected+=" $doc/copyright"
   [[ $(zcat "$tmp/root/usr/$doc/changelog.gz") == "ovrell ($version) "* ]]
   [[ $(man -l "$tmp/root/usr/share/man/man1/ovrell.1.gz") == *$'\nSYNOPSIS\n'* ]]
   if command -v lintian >/dev/null; then lintian --fail-on error "$deb"; fi
 fi
 
-expected+=" bin/ovrell bin/ovrell-report share/bash-completion/completions/ovrell $doc/README.md"
+expected+=" bin/ovrell bin/ovrell-report share/bash-completion/completions/ovrell"
+expected+=" share/bash-completion/completions/ovrell-report $doc/README.md"
 expected+=" $(cd "$source" && find examples -type f -printf "$doc/%p ")"
 diff <(printf "$usr%s\n" $expected | sort) <(cd "$tmp/root" && find . ! -type d | cut -c3- | sort)
 
