@@ -2,8 +2,6 @@
 #include <unistd.h>
 
 // Members of Ovrell; contracts in engine/ovrell.h.
-#include <sched.h>
-
 #include <algorithm>
 #include <condition_variable>
 #include <cstdio>
@@ -162,14 +160,6 @@ class TileQueue {
 };
 
 }  // namespace
-
-unsigned readThreadsOfMachine() {
-  cpu_set_t cpus;
-  const unsigned usable = sched_getaffinity(0, sizeof cpus, &cpus) == 0
-                              ? static_cast<unsigned>(CPU_COUNT(&cpus))
-                              : std::thread::hardware_concurrency();
-  return std::max(1u, std::min(usable, std::thread::hardware_concurrency()));
-}
 
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                               const TileDone& tileDone, bool keepBlock) {
