@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <condition_variable>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -105,8 +107,11 @@ class TileQueue {
   using Read = std::function<bool(std::uint64_t tile, Word* slot)>;
 
   TileQueue(std::uint64_t tiles, std::uint64_t slotWords, bool ahead, Read read)
-      : tiles_(tiles), slots_(2 * slotWords), slotWords_(slotWords), read_(std::move(read)) {
-    if (ahead && tiles > 1) worker_ = std::thread([this] { readAhead(); });
+      : tiles_(tiles), slotWords_(slotWords), read_(std::move(read)) {
+    const bool worker = ahead && tiles > 1;
+    // Not cleared: every slot is filled by a read before it is looked at.
+    slots_.reset(new Word[(worker ? 2 : 1) * slotWords]);
+    if (worker) worker_ = std::thread([this] { readAhead(); });
   }
   ~TileQueue() {
     {
@@ -120,8 +125,8 @@ class TileQueue {
   // Waits for tile k and sets `slot` to its slot; false when it cannot be
   // read. The slot of tile k - 1 may be reused from this call on.
   bool get(std::uint64_t k, Word*& slot) {
-    slot = slots_.data() + k % 2 * slotWords_;
-    if (!worker_.joinable()) return read_(k, slot);
+    if (!worker_.joinable()) return read_(k, slot = slots_.get());
+    slot = slots_.get() + k % 2 * slotWords_;
     std::unique_lock<std::mutex> lock(mutex_);
     consumed_ = k;  // tiles before k are done with
     changed_.notify_all();
@@ -137,7 +142,7 @@ class TileQueue {
         changed_.wait(lock, [&] { return stop_ || k < consumed_ + 2; });
         if (stop_) return;
       }
-      const bool ok = read_(k, slots_.data() + k % 2 * slotWords_);
+      const bool ok = read_(k, slots_.get() + k % 2 * slotWords_);
       std::lock_guard<std::mutex> lock(mutex_);
       if (ok)
         readCount_ = k + 1;
@@ -149,7 +154,7 @@ class TileQueue {
   }
 
   const std::uint64_t tiles_;
-  std::vector<Word> slots_;
+  std::unique_ptr<Word[]> slots_;
   const std::uint64_t slotWords_;
   const Read read_;
   std::mutex mutex_;
@@ -201,6 +206,7 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
       Word* row = rowOf(k, slot, i);
       unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
       if (!opened.read(i, bytes, to - from, start + from)) return false;
+      std::memset(bytes + (to - from), 0, (end - first) * 8 - (to - from));  // the row's padding
       if (options.inverseByteOrder) invertBits(row, end - first);
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
