@@ -140,8 +140,8 @@ void writeAll(int fd, const void* data, std::size_t size, const std::string& wha
 }
 
 CheckedBuffer::CheckedBuffer(int fd, std::string name)
-    : fd_(fd), name_(std::move(name)), buffer_(kBufferSize) {
-  setp(buffer_.data(), buffer_.data() + buffer_.size());
+    : fd_(fd), name_(std::move(name)), buffer_(new char[kBufferSize]) {
+  setp(buffer_.get(), buffer_.get() + kBufferSize);
 }
 
 CheckedBuffer::~CheckedBuffer() { close(); }
@@ -153,8 +153,8 @@ void CheckedBuffer::writeOut(const char* data, std::size_t size) {
 
 void CheckedBuffer::drain() {
   const std::size_t used = static_cast<std::size_t>(pptr() - pbase());
-  setp(buffer_.data(), buffer_.data() + buffer_.size());
-  writeOut(buffer_.data(), used);
+  setp(buffer_.get(), buffer_.get() + kBufferSize);
+  writeOut(buffer_.get(), used);
 }
 
 CheckedBuffer::int_type CheckedBuffer::overflow(int_type c) {
@@ -173,7 +173,7 @@ std::streamsize CheckedBuffer::xsputn(const char* s, std::streamsize n) {
     pbump(static_cast<int>(n));
   } else {
     drain();
-    if (size < buffer_.size()) return xsputn(s, n);
+    if (size < kBufferSize) return xsputn(s, n);
     writeOut(s, size);
   }
   return n;

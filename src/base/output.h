@@ -20,6 +20,7 @@
 #define OVRELL_BASE_OUTPUT_H_
 
 #include <cstddef>
+#include <memory>
 #include <ostream>
 #include <sstream>
 #include <streambuf>
@@ -84,7 +85,7 @@ class CheckedBuffer : public std::streambuf {
 
   int fd_;
   std::string name_;
-  std::vector<char> buffer_;
+  std::unique_ptr<char[]> buffer_;  // not cleared: only what is written is touched
 };
 
 // Opens a result file for appending, creating it when it is not there.

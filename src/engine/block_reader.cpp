@@ -3,6 +3,7 @@
 
 // Members of Ovrell; contracts in engine/ovrell.h.
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
@@ -99,126 +100,202 @@ class OpenFiles {
   std::vector<int> fds_;
 };
 
-// Tiles read ahead of the one being worked on: with a second thread, tile
-// k + 1 is read while tile k is handed to the caller. Tile k lives in slot
-// k % 2 of the buffer.
-class TileQueue {
+// Waiting for another thread: a short spin (a tile takes tens of
+// microseconds, while waking a sleeping thread can take a hundred), then
+// sleep on the condition variable.
+class Rendezvous {
  public:
-  using Read = std::function<bool(std::uint64_t tile, Word* slot)>;
-
-  TileQueue(std::uint64_t tiles, std::uint64_t slotWords, bool ahead, Read read)
-      : tiles_(tiles), slotWords_(slotWords), read_(std::move(read)) {
-    const bool worker = ahead && tiles > 1;
-    // Not cleared: every slot is filled by a read before it is looked at.
-    slots_.reset(new Word[(worker ? 2 : 1) * slotWords]);
-    if (worker) worker_ = std::thread([this] { readAhead(); });
-  }
-  ~TileQueue() {
-    {
-      std::lock_guard<std::mutex> lock(mutex_);
-      stop_ = true;
+  template <typename Ready>
+  void waitUntil(const Ready& ready) {
+    for (int spin = 0; spin < (1 << 16); ++spin) {
+      if (ready()) return;
+      asm volatile("" ::: "memory");
     }
-    changed_.notify_all();
-    if (worker_.joinable()) worker_.join();
-  }
-
-  // Waits for tile k and sets `slot` to its slot; false when it cannot be
-  // read. The slot of tile k - 1 may be reused from this call on.
-  bool get(std::uint64_t k, Word*& slot) {
-    if (!worker_.joinable()) return read_(k, slot = slots_.get());
-    slot = slots_.get() + k % 2 * slotWords_;
     std::unique_lock<std::mutex> lock(mutex_);
-    consumed_ = k;  // tiles before k are done with
+    sleepers_.fetch_add(1);
+    changed_.wait(lock, ready);
+    sleepers_.fetch_sub(1);
+  }
+  // Call after every change that a waiter may be waiting for.
+  void changed() {
+    if (sleepers_.load() == 0) return;
+    std::lock_guard<std::mutex> lock(mutex_);
     changed_.notify_all();
-    changed_.wait(lock, [&] { return readCount_ > k || failed_; });
-    return readCount_ > k;
   }
 
  private:
-  void readAhead() {
-    for (std::uint64_t k = 0; k < tiles_; ++k) {
-      {
-        std::unique_lock<std::mutex> lock(mutex_);
-        changed_.wait(lock, [&] { return stop_ || k < consumed_ + 2; });
-        if (stop_) return;
-      }
-      const bool ok = read_(k, slots_.get() + k % 2 * slotWords_);
-      std::lock_guard<std::mutex> lock(mutex_);
-      if (ok)
-        readCount_ = k + 1;
-      else
-        failed_ = true;
-      changed_.notify_all();
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::atomic<int> sleepers_{0};
+};
+
+// The tiles of a block spread over threads: tile k is read and computed by
+// thread k % threads, the calling thread being thread 0, and the caller
+// takes them in order. The caller's tiles use slot 0; helper h (1, 2, ...)
+// alternates between slots 2h - 1 and 2h, so that it works on its next tile
+// while the caller still holds its last.
+class TilePipeline {
+ public:
+  // `work(k, slot)` reads and computes tile k into `slot`; false when the
+  // tile cannot be read.
+  using Work = std::function<bool(std::uint64_t tile, unsigned slot)>;
+
+  TilePipeline(std::uint64_t tiles, unsigned threads, Work work)
+      : tiles_(tiles), threads_(static_cast<unsigned>(std::min<std::uint64_t>(threads, tiles))),
+        work_(std::move(work)), helpers_(threads_ > 0 ? threads_ - 1 : 0) {
+    for (unsigned h = 1; h < threads_; ++h)
+      helpers_[h - 1].thread = std::thread([this, h] { help(h); });
+  }
+  ~TilePipeline() {
+    stop_.store(true);
+    rendezvous_.changed();
+    for (Helper& helper : helpers_) helper.thread.join();
+  }
+
+  // Tile k, worked on by its thread (by this one for its own); false when
+  // it cannot be read. Tiles must be asked for in order, and each released
+  // before the next is asked for.
+  bool get(std::uint64_t k, unsigned& slot) {
+    const unsigned owner = static_cast<unsigned>(k % std::max(threads_, 1U));
+    if (owner == 0) return work_(k, slot = 0);
+    Helper& helper = helpers_[owner - 1];
+    const std::uint64_t i = k / threads_;  // the helper's i-th tile
+    rendezvous_.waitUntil([&] { return helper.done.load() > i; });
+    slot = 2 * owner - 1 + static_cast<unsigned>(i % 2);
+    return !(helper.failed.load() && helper.done.load() == i + 1);
+  }
+  // The slot of tile k may be reused.
+  void release(std::uint64_t k) {
+    const unsigned owner = static_cast<unsigned>(k % std::max(threads_, 1U));
+    if (owner == 0) return;
+    helpers_[owner - 1].released.store(k / threads_ + 1);
+    rendezvous_.changed();
+  }
+
+ private:
+  struct Helper {
+    std::thread thread;
+    std::atomic<std::uint64_t> done{0};      // its tiles worked on
+    std::atomic<std::uint64_t> released{0};  // its tiles the caller is done with
+    std::atomic<bool> failed{false};         // its last tile could not be read
+  };
+
+  void help(unsigned h) {
+    Helper& helper = helpers_[h - 1];
+    for (std::uint64_t i = 0, k = h; k < tiles_; ++i, k += threads_) {
+      // The slot of tile i - 2 must be free.
+      rendezvous_.waitUntil([&] { return stop_.load() || helper.released.load() + 2 > i; });
+      if (stop_.load()) return;
+      const bool ok = work_(k, 2 * h - 1 + static_cast<unsigned>(i % 2));
+      if (!ok) helper.failed.store(true);
+      helper.done.store(i + 1);
+      rendezvous_.changed();
       if (!ok) return;
     }
   }
 
   const std::uint64_t tiles_;
-  std::unique_ptr<Word[]> slots_;
-  const std::uint64_t slotWords_;
-  const Read read_;
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::uint64_t readCount_ = 0, consumed_ = 0;
-  bool failed_ = false, stop_ = false;
-  std::thread worker_;
+  const unsigned threads_;
+  const Work work_;
+  std::vector<Helper> helpers_;
+  std::atomic<bool> stop_{false};
+  Rendezvous rendezvous_;
 };
 
 }  // namespace
 
+unsigned Ovrell::defaultReadThreads() {
+  return std::min(std::max(std::thread::hardware_concurrency(), 1U), 4U);
+}
+
+unsigned Ovrell::tileSlots() const { return 2 * std::max(readThreads, 1U) - 1; }
+
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                               const TileDone& tileDone, bool keepBlock) {
+  readBlockInTiles(files, start, block,
+                   {nullptr, 0,
+                    [&](unsigned, std::uint64_t first, std::uint64_t end,
+                        const std::vector<Word*>& fileRows) { tileDone(first, end, fileRows); }},
+                   keepBlock);
+}
+
+void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+                              const TileSteps& steps, bool keepBlock) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
-  std::uint64_t delivered = 0;  // words already handed to tileDone
+  std::uint64_t delivered = 0;  // words already committed
+  const std::uint64_t tileWords =
+      std::min(tileWordsOf(files.size(), steps.scratchPerByte), std::max<std::uint64_t>(words, 1));
   if ((chunk == 1 || block.rowSize % chunk == 0) &&
-      readTiles(files, start, block, tileDone, keepBlock, fileRows, delivered))
+      readTiles(files, start, block, steps, keepBlock, tileWords, delivered))
     return;
-  // With every file of the tiles closed again.
+  // With every file of the tiles closed again and the helpers gone.
   readBlock(files, start, block);
-  for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i) + delivered;
-  tileDone(delivered, words, fileRows);
+  for (std::uint64_t first = delivered; first < words; first += tileWords) {
+    const std::uint64_t end = std::min(words, first + tileWords);
+    for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i) + first;
+    if (steps.compute) steps.compute(0, first, end, fileRows);
+    steps.commit(0, first, end, fileRows);
+  }
+}
+
+std::uint64_t Ovrell::tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const {
+  // A tile holds tileBytes of all files and the caller's scratch, but at
+  // least tileBytes / 128 of each file, so that many files are not read in
+  // slivers (each read of one of them opens it).
+  const std::uint64_t fileShare = std::min<std::uint64_t>(files, kMostOpenFiles);
+  return std::max<std::uint64_t>(
+      {tileBytes / 8 / (fileShare + scratchPerByte), tileBytes / 8 / kMostOpenFiles, 1});
 }
 
 bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                       const TileDone& tileDone, bool keepBlock, std::vector<Word*>& fileRows,
+                       const TileSteps& steps, bool keepBlock, std::uint64_t tileWords,
                        std::uint64_t& delivered) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   OpenFiles opened(files);
   if (!opened.open()) return false;
-  // A tile holds tileBytes of all files, but at least tileBytes / 128 of
-  // each, so that many files are not read in slivers.
-  const std::uint64_t fileShare = std::min<std::uint64_t>(files.size(), kMostOpenFiles);
-  const std::uint64_t tileWords = std::max<std::uint64_t>(tileBytes / 8 / fileShare, 1);
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
-  // File i's words of tile k: in the slot, or in the block's row.
-  auto rowOf = [&](std::uint64_t k, Word* slot, std::size_t i) {
-    return keepBlock ? rowWords(block, i) + k * tileWords : slot + i * tileWords;
+  const unsigned threads = std::max(readThreads, 1U);
+  // Every tile is filled by a read before it is looked at.
+  const std::uint64_t slotCount = std::min<std::uint64_t>(tileSlots(), 2 * tiles - 1);
+  const std::uint64_t slotWords = slotCount * tileWords * files.size();
+  if (!keepBlock && tileStorageWords_ < slotWords) {
+    tileStorage_.reset(new Word[slotWords]);  // not cleared, so not touched here
+    tileStorageWords_ = slotWords;
+  }
+  Word* const slots = tileStorage_.get();
+  // File i's words of tile k: in its slot, or in the block's row.
+  auto rowOf = [&](std::uint64_t k, unsigned slot, std::size_t i) {
+    return keepBlock ? rowWords(block, i) + k * tileWords
+                     : slots + (slot * files.size() + i) * tileWords;
   };
+  std::vector<std::vector<Word*>> slotRows(tileSlots(), std::vector<Word*>(files.size()));
   // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
   // and its bit inversion runs on to the end of the padded row.
-  auto read = [&](std::uint64_t k, Word* slot) {
+  auto work = [&](std::uint64_t k, unsigned slot) {
     const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
     const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
+    std::vector<Word*>& rows = slotRows[slot];
     for (std::size_t i = 0; i < files.size(); ++i) {
-      Word* row = rowOf(k, slot, i);
+      Word* row = rows[i] = rowOf(k, slot, i);
       unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
       if (!opened.read(i, bytes, to - from, start + from)) return false;
       std::memset(bytes + (to - from), 0, (end - first) * 8 - (to - from));  // the row's padding
       if (options.inverseByteOrder) invertBits(row, end - first);
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
+    if (steps.compute) steps.compute(slot, first, end, rows);
     return true;
   };
-  TileQueue queue(tiles, keepBlock ? 0 : tileWords * files.size(), readThreads > 1, read);
+  TilePipeline pipeline(tiles, threads, work);
   for (std::uint64_t k = 0; k < tiles; ++k) {
-    Word* slot = nullptr;
-    if (!queue.get(k, slot)) return false;
-    for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowOf(k, slot, i);
+    unsigned slot = 0;
+    if (!pipeline.get(k, slot)) return false;
     const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
-    tileDone(first, end, fileRows);
+    steps.commit(slot, first, end, slotRows[slot]);
+    pipeline.release(k);
     delivered = end;
   }
   return true;

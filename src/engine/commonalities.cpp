@@ -26,16 +26,21 @@ void Ovrell::commonalities(std::vector<unsigned int>& groupSizes,
 void Ovrell::commonalitiesOfWords(const std::vector<unsigned int>& groupSizes,
                                   const std::vector<const Word*>& rows, Word* mask,
                                   std::uint64_t count) {
-  std::fill(mask, mask + count, ~0ULL);
+  bool first = true;  // the first pair sets the mask, the others narrow it
   std::size_t p = 0;
   for (unsigned int size : groupSizes) {
     for (unsigned int t = 0; t + 1 < size; ++t) {
       const Word* a = rows[p + t];
       const Word* b = rows[p + t + 1];
-      for (std::uint64_t i = 0; i < count; ++i) mask[i] &= ~(a[i] ^ b[i]);
+      if (first)
+        for (std::uint64_t i = 0; i < count; ++i) mask[i] = ~(a[i] ^ b[i]);
+      else
+        for (std::uint64_t i = 0; i < count; ++i) mask[i] &= ~(a[i] ^ b[i]);
+      first = false;
     }
     p += size;
   }
+  if (first) std::fill(mask, mask + count, ~0ULL);
 }
 
 void Ovrell::exclude(ArrayBuff& block, std::vector<unsigned long long*>& rowPointers,
@@ -94,6 +99,7 @@ struct MaskedAttribute {
 void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, std::uint64_t start,
                        ArrayBuff& block, std::size_t first, std::size_t last) {
   std::vector<MaskedAttribute> attributes(last - first);
+  std::uint64_t printed = 0;  // attributes with an output
   for (std::size_t i = first; i < last; ++i) {
     MaskedAttribute& attribute = attributes[i - first];
     for (const auto& group : *attributeIndex.find(options.attributes[i])->second) {
@@ -101,24 +107,54 @@ void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, st
       attribute.files.insert(attribute.files.end(), group.second->begin(), group.second->end());
     }
     attribute.out = openCommonalities(attribute.file, i);
+    if (attribute.out != nullptr) ++printed;
   }
-  std::vector<Word> mask(kMaskWords);
-  std::vector<const Word*> rows;
+  // Each tile's masks are computed and formatted into its slot's text, one
+  // piece per attribute, and written in order. In the ascii format a mask is
+  // its own text, and is computed in place.
+  const bool ascii = options.format == kAscii;
+  if (maskSlots_.size() < tileSlots()) maskSlots_.resize(tileSlots());
   const std::uint64_t rowSize = block.rowSize;
-  readBlockInTiles(files, start, block,
-                   [&](std::uint64_t tile, std::uint64_t end, const std::vector<Word*>& fileRows) {
-    for (std::uint64_t from = tile; from < end; from += kMaskWords) {
-      const std::uint64_t words = std::min(end - from, kMaskWords);
+  auto textRoom = [&](std::uint64_t tile, std::uint64_t end) {  // in words, per attribute
+    return (formattedSizeBound(std::min(8 * end, rowSize) - 8 * tile) + 7) / 8;
+  };
+  auto compute = [&](unsigned slotIndex, std::uint64_t tile, std::uint64_t end,
+                     const std::vector<Word*>& fileRows) {
+    MaskSlot& slot = maskSlots_[slotIndex];
+    const std::uint64_t room = textRoom(tile, end);
+    if (slot.text.size() < room * printed) slot.text.resize(room * printed);
+    if (slot.mask.size() < kMaskWords) slot.mask.resize(kMaskWords);
+    slot.sizes.assign(attributes.size(), 0);
+    const std::uint64_t part = ascii ? end - tile : kMaskWords;
+    for (std::uint64_t from = tile; from < end; from += part) {
+      const std::uint64_t words = std::min(end - from, part);
       const std::uint64_t bytes = std::min(words * 8, rowSize - from * 8);
-      for (MaskedAttribute& attribute : attributes) {
-        rows.clear();
-        for (std::size_t file : attribute.files) rows.push_back(fileRows[file] + (from - tile));
-        commonalitiesOfWords(attribute.groupSizes, rows, mask.data(), words);
-        if (options.exclude) excludeOfWords(rows, mask.data(), words);
-        if (attribute.out != nullptr)
-          printBitRowPart(reinterpret_cast<const unsigned char*>(mask.data()), bytes,
-                          *attribute.out, from * 8 + bytes == rowSize);
+      for (std::size_t a = 0, out = 0; a < attributes.size(); ++a) {
+        MaskedAttribute& attribute = attributes[a];
+        if (attribute.out == nullptr) continue;  // its piece is lost
+        char* text = reinterpret_cast<char*>(slot.text.data() + out * room) + slot.sizes[a];
+        Word* mask = ascii ? slot.text.data() + out * room : slot.mask.data();
+        slot.rows.clear();
+        for (std::size_t file : attribute.files) slot.rows.push_back(fileRows[file] + (from - tile));
+        commonalitiesOfWords(attribute.groupSizes, slot.rows, mask, words);
+        if (options.exclude) excludeOfWords(slot.rows, mask, words);
+        ++out;
+        slot.sizes[a] += ascii ? bytes
+                               : formatBitRowPart(reinterpret_cast<const unsigned char*>(mask),
+                                                  bytes, from * 8 + bytes == rowSize, text);
       }
     }
-  });
+  };
+  auto commit = [&](unsigned slotIndex, std::uint64_t tile, std::uint64_t end,
+                    const std::vector<Word*>&) {
+    const MaskSlot& slot = maskSlots_[slotIndex];
+    const std::uint64_t room = textRoom(tile, end);
+    for (std::size_t a = 0, out = 0; a < attributes.size(); ++a) {
+      if (attributes[a].out == nullptr) continue;
+      putFormatted(reinterpret_cast<const char*>(slot.text.data() + out++ * room), slot.sizes[a],
+                   std::min(8 * end, rowSize) - 8 * tile, *attributes[a].out);
+    }
+  };
+  const std::uint64_t perByte = formattedSizeBound(1) - formattedSizeBound(0);
+  readBlockInTiles(files, start, block, TileSteps{compute, perByte * printed, commit});
 }

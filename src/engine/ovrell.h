@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <functional>
 #include <iosfwd>
+#include <memory>
 #include <vector>
 
 #include "base/output.h"
@@ -38,12 +39,10 @@ class Ovrell {
   // Bytes of all files together in one tile of readBlockInTiles: a tile and
   // its mask stay in the second-level cache.
   std::uint64_t tileBytes = 512 * 1024;
-  // Threads that read the files: with two, the next tile is read while the
-  // current one is masked. One is the default: on the two-core machines we
-  // measure on, handing a tile from one thread to the other costs more than
-  // the overlap saves (two 256 MiB files, -f 0: 0.20 s with two threads and
-  // 512 KiB tiles, 0.12 s with one).
-  unsigned readThreads = 1;
+  // Threads that read and compute tiles (readBlockInTiles): as many as the
+  // machine has cores, up to four.
+  unsigned readThreads = defaultReadThreads();
+  static unsigned defaultReadThreads();
 
   // --- The run (analysis.cpp) ---
   void runAnalysis(const FileList& files, AttributeIndex& attributeIndex);
@@ -73,18 +72,37 @@ class Ovrell {
   // "Error reading file ..." when a file cannot be opened or is too short.
   void readBlock(const FileList& files, std::uint64_t start, ArrayBuff block);
   // Reads the same bytes as readBlock, a tile of whole words at a time, with
-  // the files open during the block. `tileDone(first, end, fileRows)` runs as
+  // the files open during the block, and works on each tile in two steps
+  // while it is still in cache: `compute(slot, first, end, fileRows)` as
   // soon as words [first, end) of every file are in (bits inverted, chunks
-  // reordered), while they are still in cache; fileRows[i] points at file
-  // i's word `first`. The tiles cover the rows' words in order; they land in
-  // a small buffer that is reused (with readThreads > 1 the next tile is
-  // read by a second thread meanwhile), and the block's storage is not
-  // touched, or, with `keepBlock`, in the block's rows, which then hold the
-  // whole block at the end. Up to 128 files stay open during the block; with more, every
-  // read opens its file. When a tile cannot be read, the block is read whole
-  // by readBlock, whose message names the first file in list order that
-  // cannot be read, and tileDone runs once more for all the words it has not
-  // had yet.
+  // reordered; fileRows[i] points at file i's word `first`), on any of
+  // readThreads threads and for several tiles at once; then
+  // `commit(slot, first, end, fileRows)` on the calling thread, for the
+  // tiles in order, one at a time. `slot` (below tileSlots()) tells a tile's
+  // storage: scratch space kept per slot is the tile's own from its compute
+  // to its commit. A tile holds tileBytes of the files and of the caller's
+  // scratch, `scratchPerByte` bytes for each byte of a file's row (at least
+  // one word of each file). The tiles land in small buffers that are reused,
+  // and the block's storage is not touched, or, with `keepBlock`, in the
+  // block's rows, which then hold the whole block at the end. Up to 128
+  // files stay open during the block; with more, every read opens its file.
+  // When a tile cannot be read, the tiles before it are committed, the
+  // block is read whole by readBlock, whose message names the first file in
+  // list order that cannot be read, and the words not yet committed are
+  // computed and committed on the calling thread, tile by tile (slot 0).
+  struct TileSteps {
+    std::function<void(unsigned slot, std::uint64_t first, std::uint64_t end,
+                       const std::vector<Word*>& fileRows)>
+        compute;  // may be empty
+    std::uint64_t scratchPerByte;
+    std::function<void(unsigned slot, std::uint64_t first, std::uint64_t end,
+                       const std::vector<Word*>& fileRows)>
+        commit;
+  };
+  void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+                        const TileSteps& steps, bool keepBlock = false);
+  unsigned tileSlots() const;
+  // readBlockInTiles with the commit step alone.
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
@@ -174,11 +192,18 @@ class Ovrell {
   // file, or standard output without -c). Returns nullptr, silently, when
   // the file cannot be opened: the block's piece is then lost.
   std::ostream* openCommonalities(ResultFile& file, std::size_t position);
-  // Prints one part of a block's piece of the mask, as printBitRow prints
-  // the whole piece: the separator follows every byte but the piece's last
-  // (`endsPiece`: this part ends it). The row is left as it is.
-  void printBitRowPart(const unsigned char* row, std::uint64_t length, std::ostream& out,
-                       bool endsPiece);
+  // One part of a block's piece of the mask, printed as printBitRow prints
+  // the whole piece (the separator follows every byte but the piece's last;
+  // `endsPiece`: this part ends it), in two steps so that the text can be
+  // made on any thread and written later: formatBitRowPart puts the part's
+  // text at `to` (room for formattedSizeBound(length) characters) and
+  // returns its size; putFormatted writes it and leaves the stream as
+  // printBitRow would. The row is left as it is.
+  std::uint64_t formattedSizeBound(std::uint64_t length) const;
+  std::size_t formatBitRowPart(const unsigned char* row, std::uint64_t length, bool endsPiece,
+                               char* to) const;
+  void putFormatted(const char* text, std::size_t size, std::uint64_t length,
+                    std::ostream& out) const;
   // Prints attribute `position`'s masks from the partial results file in
   // file order (the short head piece first), then deletes that file. Leaves
   // mask.size at blockSize. Ends the process when the result file cannot be
@@ -195,11 +220,12 @@ class Ovrell {
 
  private:
   // The tiles of readBlockInTiles with every file open; false, with the
-  // files closed again, when a file cannot be opened or read. `delivered`
-  // counts the words handed to tileDone.
+  // files closed again and the helper threads gone, when a file cannot be
+  // opened or read. `delivered` counts the words committed.
   bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                 const TileDone& tileDone, bool keepBlock, std::vector<Word*>& fileRows,
+                 const TileSteps& steps, bool keepBlock, std::uint64_t tileWords,
                  std::uint64_t& delivered);
+  std::uint64_t tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const;
   void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
                              std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block);
   // The masks of attributes [first, last) of one block, one read of it.
@@ -210,6 +236,16 @@ class Ovrell {
                          ArrayBuff& block, VectorBuff& mask);
 
   Options& options;
+  // Storage kept from block to block: the tiles' slots, and maskBlock's
+  // scratch per slot.
+  std::unique_ptr<Word[]> tileStorage_;
+  std::uint64_t tileStorageWords_ = 0;
+  struct MaskSlot {
+    std::vector<Word> mask, text;
+    std::vector<const Word*> rows;
+    std::vector<std::size_t> sizes;  // of each attribute's text
+  };
+  std::vector<MaskSlot> maskSlots_;
 };
 
 #endif  // OVRELL_ENGINE_OVRELL_H_

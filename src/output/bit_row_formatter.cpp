@@ -38,6 +38,18 @@ const Images& images() {
   return table;
 }
 
+// Puts the images of `length` bytes at `to`, each `width` characters long
+// and followed by the blank when `space` (the last one too); returns the
+// characters put. `to` has room for length * kStride characters.
+template <std::size_t kStride>
+std::size_t formatImages(const unsigned char* row, std::uint64_t length,
+                         const char (*image)[kStride], std::size_t width, bool space, char* to) {
+  const std::size_t step = width + (space ? 1 : 0);
+  char* at = to;
+  for (std::uint64_t i = 0; i < length; ++i, at += step) std::memcpy(at, image[row[i]], kStride);
+  return static_cast<std::size_t>(at - to);
+}
+
 // Writes the images of `length` bytes, each `width` characters long and
 // followed by the blank when `space` (except the last), in large pieces.
 template <std::size_t kStride>
@@ -45,15 +57,11 @@ void printImages(const unsigned char* row, std::uint64_t length, const char (*im
                  std::size_t width, bool space, std::ostream& out) {
   constexpr std::size_t kBufferSize = 1 << 16;
   char buffer[kBufferSize + kStride];
-  const std::size_t step = width + (space ? 1 : 0);
-  const std::uint64_t perPiece = kBufferSize / step;
+  const std::uint64_t perPiece = kBufferSize / (width + (space ? 1 : 0));
   for (std::uint64_t done = 0; done < length;) {
     const std::uint64_t count = std::min<std::uint64_t>(perPiece, length - done);
-    char* at = buffer;
-    for (std::uint64_t i = 0; i < count; ++i, at += step)
-      std::memcpy(at, image[row[done + i]], kStride);
+    std::size_t used = formatImages(row + done, count, image, width, space, buffer);
     done += count;
-    std::size_t used = static_cast<std::size_t>(at - buffer);
     if (space && done == length) --used;  // no blank after the last byte
     out.write(buffer, static_cast<std::streamsize>(used));
   }
@@ -63,16 +71,17 @@ void printImages(const unsigned char* row, std::uint64_t length, const char (*im
 // and the base would leave the stream right-aligned (upper case for hex);
 // with at least one byte, fill '0', the base set and the width consumed (as
 // every insertion into a good stream does); and the old flags OR-ed back.
-void printNumbers(const unsigned char* row, std::uint64_t length, std::ostream& out,
-                  std::ios::fmtflags base, const char (*image)[4], int width, bool upper,
-                  bool space) {
+// `write` does the writing.
+template <typename Write>
+void printNumbers(std::uint64_t length, std::ostream& out, std::ios::fmtflags base, int width,
+                  bool upper, const Write& write) {
   const std::ios::fmtflags saved = out.flags();
   out.setf(std::ios::right, std::ios::adjustfield);
   if (upper) out.setf(std::ios::uppercase);
   if (length > 0) {
     out.fill('0');
     out.setf(base, std::ios::basefield);
-    printImages(row, length, image, static_cast<std::size_t>(width), space, out);
+    write();
     out.width(out.good() ? 0 : width);
   }
   out.flags(out.flags() | saved);
@@ -83,21 +92,25 @@ void printNumbers(const unsigned char* row, std::uint64_t length, std::ostream& 
 void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out,
                          bool overwrite) {
   const bool space = options.space;
+  const Images& image = images();
+  auto numbers = [&](const char(*table)[4], std::size_t width) {
+    return [=, &out] { printImages(row, length, table, width, space, out); };
+  };
   switch (options.format) {
     case kAscii:
       out.write(reinterpret_cast<const char*>(row), static_cast<std::streamsize>(length));
       break;
     case kHexadecimal:
-      printNumbers(row, length, out, std::ios::hex, images().hex, 2, true, space);
+      printNumbers(length, out, std::ios::hex, 2, true, numbers(image.hex, 2));
       break;
     case kDecimal:
-      printNumbers(row, length, out, std::ios::dec, images().dec, 3, false, space);
+      printNumbers(length, out, std::ios::dec, 3, false, numbers(image.dec, 3));
       break;
     case kOctal:
-      printNumbers(row, length, out, std::ios::oct, images().oct, 3, false, space);
+      printNumbers(length, out, std::ios::oct, 3, false, numbers(image.oct, 3));
       break;
     case kBinary:
-      printImages(row, length, images().bin, 8, space, out);
+      printImages(row, length, image.bin, 8, space, out);
       if (length > 0 && out.good()) out.width(0);  // as inserting the bits one by one would
       break;
     default:
@@ -106,9 +119,62 @@ void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream&
   if (overwrite && length > 0) std::memset(row, '0', length);  // an empty row may have no storage
 }
 
-void Ovrell::printBitRowPart(const unsigned char* row, std::uint64_t length, std::ostream& out,
-                             bool endsPiece) {
-  printBitRow(const_cast<unsigned char*>(row), length, out, false);
-  const bool separated = options.format >= kHexadecimal && options.format <= kBinary;
-  if (!endsPiece && length > 0 && separated && options.space) out.put(' ');
+std::uint64_t Ovrell::formattedSizeBound(std::uint64_t length) const {
+  // A byte's image and blank, and room for the last image's copy of its
+  // padded table entry.
+  const std::uint64_t perByte[] = {1, 3, 4, 4, 9};
+  return (options.format < 5 ? perByte[options.format] : 0) * length + 9;
+}
+
+std::size_t Ovrell::formatBitRowPart(const unsigned char* row, std::uint64_t length,
+                                     bool endsPiece, char* to) const {
+  const bool space = options.space;
+  const Images& image = images();
+  std::size_t used = 0;
+  switch (options.format) {
+    case kAscii:
+      if (length > 0) std::memcpy(to, row, length);
+      return length;
+    case kHexadecimal:
+      used = formatImages(row, length, image.hex, 2, space, to);
+      break;
+    case kDecimal:
+      used = formatImages(row, length, image.dec, 3, space, to);
+      break;
+    case kOctal:
+      used = formatImages(row, length, image.oct, 3, space, to);
+      break;
+    case kBinary:
+      used = formatImages(row, length, image.bin, 8, space, to);
+      break;
+    default:
+      return 0;
+  }
+  if (space && endsPiece && length > 0) --used;  // no blank after the piece's last byte
+  return used;
+}
+
+void Ovrell::putFormatted(const char* text, std::size_t size, std::uint64_t length,
+                          std::ostream& out) const {
+  auto write = [&] { out.write(text, static_cast<std::streamsize>(size)); };
+  switch (options.format) {
+    case kAscii:
+      write();
+      break;
+    case kHexadecimal:
+      printNumbers(length, out, std::ios::hex, 2, true, write);
+      break;
+    case kDecimal:
+      printNumbers(length, out, std::ios::dec, 3, false, write);
+      break;
+    case kOctal:
+      printNumbers(length, out, std::ios::oct, 3, false, write);
+      break;
+    case kBinary:
+      write();
+      if (length > 0 && out.good()) out.width(0);
+      break;
+    default:
+      break;
+  }
 }

@@ -27,11 +27,18 @@ TEST(Engine, PrinterOverwritesTheRowAndLeavesTheStreamChanged) {
       options.format = static_cast<output_opt>(format);
       options.space = space;
       unsigned char row[] = {0x00, 0x07, 0x80, 0xFF, 0x55};
-      std::ostringstream out;
+      // The same row in two parts, formatted first and written after, as the tiles print it.
+      std::ostringstream out, parts;
       out.flags(std::ios::oct), out.width(9);  // only formats 1-4 consume the width
+      parts.flags(std::ios::oct), parts.width(9);
+      char text[64];
+      for (unsigned part : {0u, 2u})
+        engine.putFormatted(text, engine.formatBitRowPart(row + part, 2, part == 2, text), 2, parts);
       engine.printBitRow(row, 4, out);
       engine.printBitRow(row + 4, 0, out);  // prints nothing and keeps the byte
-      out << ' ' << 255 << ' ' << std::setw(4) << 7 << ' ' << std::hex << 171;
+      for (std::ostream* stream : {&out, &parts})
+        *stream << ' ' << 255 << ' ' << std::setw(4) << 7 << ' ' << std::hex << 171;
+      EXPECT_EQ(parts.str(), out.str()) << format << space;
       const bool numbers = format >= 1 && format <= 3;
       std::string want = images[format];
       if (!space) want.erase(std::remove(want.begin(), want.end(), ' '), want.end());
@@ -67,16 +74,24 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
     std::vector<unsigned char> whole(pitch * n), tiled(whole.size(), 0xAB), seen(whole.size());
     engine.readBlock(files, start, {whole.data(), size, n});
     std::uint64_t next = 0;
-    engine.readThreads = 1 + round % 2;
+    engine.readThreads = 1 + round % 3;
     engine.tileBytes = round % 3 ? 512 * 1024 : 8 * (1 + round);
-    engine.readBlockInTiles(
-        files, start, {tiled.data(), size, n},
-        [&](std::uint64_t first, std::uint64_t end, const std::vector<Word*>& at) {
-          EXPECT_EQ(first, next);
-          for (std::size_t i = 0; i < n; ++i)
-            std::memcpy(&seen[i * pitch + first * 8], at[i], (end - first) * 8);
-          next = end;
-        });
+    // compute copies the tile out, on any thread; commit sees the tiles in order, in the slot
+    // compute had them in.
+    std::vector<std::uint64_t> slotTile(engine.tileSlots(), ~0ULL);
+    auto compute = [&](unsigned slot, std::uint64_t first, std::uint64_t end,
+                       const std::vector<Word*>& at) {
+      for (std::size_t i = 0; i < n; ++i)
+        std::memcpy(&seen[i * pitch + first * 8], at[i], (end - first) * 8);
+      slotTile[slot] = first;
+    };
+    auto commit = [&](unsigned slot, std::uint64_t first, std::uint64_t end,
+                      const std::vector<Word*>&) {
+      EXPECT_EQ(first, next);
+      EXPECT_EQ(slotTile[slot], first);
+      next = end;
+    };
+    engine.readBlockInTiles(files, start, {tiled.data(), size, n}, {compute, 0, commit});
     EXPECT_EQ(next, pitch / 8);
     for (std::size_t i = 0; i < n; ++i)
       ASSERT_TRUE(std::equal(&whole[i * pitch], &whole[i * pitch] + size, &seen[i * pitch]))
@@ -89,7 +104,7 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
   setExitHandler([](int status) { std::cerr << "status " << status << "\n", throw status; });
   EXPECT_THROW(engine.readBlock({all[1], dir + "/none"}, 0, {rows.data(), 8, 2}), int);
-  EXPECT_THROW(engine.readBlockInTiles({all[1]}, 59992, {rows.data(), 16, 1}, {}), int);
+  EXPECT_THROW(engine.readBlockInTiles({all[1]}, 59992, {rows.data(), 16, 1}, Ovrell::TileDone()), int);
   EXPECT_EQ(err.str(), "Error reading file '\"" + dir +
                            "/none\"'.\nstatus 1\nError reading file '\"" + all[1].string() +
                            "\"'.\nstatus 1\n");
