@@ -129,10 +129,10 @@ class Rendezvous {
   std::atomic<int> sleepers_{0};
 };
 
-// The tiles of a block spread over threads: tile k is read and computed by
-// thread k % threads, the calling thread being thread 0, and the caller
-// takes them in order. The caller's tiles use slot 0; helper h (1, 2, ...)
-// alternates between slots 2h - 1 and 2h, so that it works on its next tile
+// The tiles of a block spread over threads, and handed to the calling
+// thread in order. The tiles go round in turns: one to the calling thread
+// (in slot 0), then `share` to each helper 1, 2, ..., which alternates
+// between two slots (2h - 1 and 2h), so that it works on its next tile
 // while the caller still holds its last.
 class TilePipeline {
  public:
@@ -140,10 +140,13 @@ class TilePipeline {
   // tile cannot be read.
   using Work = std::function<bool(std::uint64_t tile, unsigned slot)>;
 
-  TilePipeline(std::uint64_t tiles, unsigned threads, Work work)
-      : tiles_(tiles), threads_(static_cast<unsigned>(std::min<std::uint64_t>(threads, tiles))),
-        work_(std::move(work)), helpers_(threads_ > 0 ? threads_ - 1 : 0) {
-    for (unsigned h = 1; h < threads_; ++h)
+  TilePipeline(std::uint64_t tiles, unsigned threads, unsigned share, Work work)
+      : tiles_(tiles),
+        share_(share),
+        helpers_(tiles > 1 && threads > 1 ? threads - 1 : 0),
+        round_(1 + share * static_cast<unsigned>(helpers_.size())),
+        work_(std::move(work)) {
+    for (unsigned h = 1; h <= helpers_.size(); ++h)
       helpers_[h - 1].thread = std::thread([this, h] { help(h); });
   }
   ~TilePipeline() {
@@ -156,19 +159,20 @@ class TilePipeline {
   // it cannot be read. Tiles must be asked for in order, and each released
   // before the next is asked for.
   bool get(std::uint64_t k, unsigned& slot) {
-    const unsigned owner = static_cast<unsigned>(k % std::max(threads_, 1U));
+    std::uint64_t i = 0;
+    const unsigned owner = ownerOf(k, i);
     if (owner == 0) return work_(k, slot = 0);
     Helper& helper = helpers_[owner - 1];
-    const std::uint64_t i = k / threads_;  // the helper's i-th tile
     rendezvous_.waitUntil([&] { return helper.done.load() > i; });
     slot = 2 * owner - 1 + static_cast<unsigned>(i % 2);
     return !(helper.failed.load() && helper.done.load() == i + 1);
   }
   // The slot of tile k may be reused.
   void release(std::uint64_t k) {
-    const unsigned owner = static_cast<unsigned>(k % std::max(threads_, 1U));
+    std::uint64_t i = 0;
+    const unsigned owner = ownerOf(k, i);
     if (owner == 0) return;
-    helpers_[owner - 1].released.store(k / threads_ + 1);
+    helpers_[owner - 1].released.store(i + 1);
     rendezvous_.changed();
   }
 
@@ -180,9 +184,19 @@ class TilePipeline {
     std::atomic<bool> failed{false};         // its last tile could not be read
   };
 
+  // 0 for the caller, h for helper h, whose i-th tile k is.
+  unsigned ownerOf(std::uint64_t k, std::uint64_t& i) const {
+    const unsigned at = static_cast<unsigned>(k % round_);
+    if (at == 0) return 0;
+    i = k / round_ * share_ + (at - 1) % share_;
+    return (at - 1) / share_ + 1;
+  }
+
   void help(unsigned h) {
     Helper& helper = helpers_[h - 1];
-    for (std::uint64_t i = 0, k = h; k < tiles_; ++i, k += threads_) {
+    for (std::uint64_t i = 0;; ++i) {
+      const std::uint64_t k = i / share_ * round_ + 1 + (h - 1) * share_ + i % share_;
+      if (k >= tiles_) return;
       // The slot of tile i - 2 must be free.
       rendezvous_.waitUntil([&] { return stop_.load() || helper.released.load() + 2 > i; });
       if (stop_.load()) return;
@@ -195,9 +209,10 @@ class TilePipeline {
   }
 
   const std::uint64_t tiles_;
-  const unsigned threads_;
-  const Work work_;
+  const unsigned share_;  // tiles of each helper in a turn
   std::vector<Helper> helpers_;
+  const unsigned round_;  // tiles of a turn
+  const Work work_;
   std::atomic<bool> stop_{false};
   Rendezvous rendezvous_;
 };
@@ -224,7 +239,8 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
-  std::uint64_t delivered = 0;  // words already committed
+  // The words already committed: [0, delivered), or backwards [delivered, words).
+  std::uint64_t delivered = steps.backwards ? words : 0;
   const std::uint64_t tileWords =
       std::min(tileWordsOf(files.size(), steps.scratchPerByte), std::max<std::uint64_t>(words, 1));
   if ((chunk == 1 || block.rowSize % chunk == 0) &&
@@ -232,8 +248,11 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
     return;
   // With every file of the tiles closed again and the helpers gone.
   readBlock(files, start, block);
-  for (std::uint64_t first = delivered; first < words; first += tileWords) {
+  const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
+  for (std::uint64_t k = 0; k < tiles; ++k) {
+    const std::uint64_t first = (steps.backwards ? tiles - 1 - k : k) * tileWords;
     const std::uint64_t end = std::min(words, first + tileWords);
+    if (steps.backwards ? end > delivered : first < delivered) continue;  // committed
     for (std::size_t i = 0; i < files.size(); ++i) fileRows[i] = rowWords(block, i) + first;
     if (steps.compute) steps.compute(0, first, end, fileRows);
     steps.commit(0, first, end, fileRows);
@@ -245,8 +264,9 @@ std::uint64_t Ovrell::tileWordsOf(std::uint64_t files, std::uint64_t scratchPerB
   // least tileBytes / 128 of each file, so that many files are not read in
   // slivers (each read of one of them opens it).
   const std::uint64_t fileShare = std::min<std::uint64_t>(files, kMostOpenFiles);
-  return std::max<std::uint64_t>(
+  const std::uint64_t words = std::max<std::uint64_t>(
       {tileBytes / 8 / (fileShare + scratchPerByte), tileBytes / 8 / kMostOpenFiles, 1});
+  return words < 8 ? words : words / 8 * 8;  // whole cache lines
 }
 
 bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
@@ -259,23 +279,24 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
   const unsigned threads = std::max(readThreads, 1U);
   // Every tile is filled by a read before it is looked at.
-  const std::uint64_t slotCount = std::min<std::uint64_t>(tileSlots(), 2 * tiles - 1);
+  const std::uint64_t slotCount = std::min<std::uint64_t>(tileSlots(), 2 * tiles + 1);
   const std::uint64_t slotWords = slotCount * tileWords * files.size();
   if (!keepBlock && tileStorageWords_ < slotWords) {
     tileStorage_.reset(new Word[slotWords]);  // not cleared, so not touched here
     tileStorageWords_ = slotWords;
   }
   Word* const slots = tileStorage_.get();
+  auto firstOf = [&](std::uint64_t k) { return (steps.backwards ? tiles - 1 - k : k) * tileWords; };
   // File i's words of tile k: in its slot, or in the block's row.
   auto rowOf = [&](std::uint64_t k, unsigned slot, std::size_t i) {
-    return keepBlock ? rowWords(block, i) + k * tileWords
+    return keepBlock ? rowWords(block, i) + firstOf(k)
                      : slots + (slot * files.size() + i) * tileWords;
   };
   std::vector<std::vector<Word*>> slotRows(tileSlots(), std::vector<Word*>(files.size()));
   // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
   // and its bit inversion runs on to the end of the padded row.
   auto work = [&](std::uint64_t k, unsigned slot) {
-    const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
+    const std::uint64_t first = firstOf(k), end = std::min(words, first + tileWords);
     const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
     std::vector<Word*>& rows = slotRows[slot];
     for (std::size_t i = 0; i < files.size(); ++i) {
@@ -289,14 +310,14 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
     if (steps.compute) steps.compute(slot, first, end, rows);
     return true;
   };
-  TilePipeline pipeline(tiles, threads, work);
+  TilePipeline pipeline(tiles, threads, steps.heavyCommit ? 2 : 1, work);
   for (std::uint64_t k = 0; k < tiles; ++k) {
     unsigned slot = 0;
     if (!pipeline.get(k, slot)) return false;
-    const std::uint64_t first = k * tileWords, end = std::min(words, first + tileWords);
+    const std::uint64_t first = firstOf(k), end = std::min(words, first + tileWords);
     steps.commit(slot, first, end, slotRows[slot]);
     pipeline.release(k);
-    delivered = end;
+    delivered = steps.backwards ? first : end;
   }
   return true;
 }

@@ -50,10 +50,19 @@ void Ovrell::exclude(ArrayBuff& block, std::vector<unsigned long long*>& rowPoin
 }
 
 void Ovrell::excludeOfWords(const std::vector<const Word*>& rows, Word* mask, std::uint64_t count) {
-  for (std::uint64_t i = 0; i < count; ++i) {
-    Word differs = 0;
-    for (std::size_t k = 1; k < rows.size(); ++k) differs |= rows[k - 1][i] ^ rows[k][i];
-    mask[i] &= differs;
+  // A bit differs between the rows when it differs from the first row's in
+  // one of them; row by row over a stretch of words, which vectorises.
+  constexpr std::uint64_t kStretch = 256;
+  Word differs[kStretch];
+  for (std::uint64_t base = 0; base < count; base += kStretch) {
+    const std::uint64_t n = std::min(kStretch, count - base);
+    std::fill(differs, differs + n, Word{0});
+    for (std::size_t k = 1; k < rows.size(); ++k) {
+      const Word* first = rows[0] + base;
+      const Word* row = rows[k] + base;
+      for (std::uint64_t i = 0; i < n; ++i) differs[i] |= first[i] ^ row[i];
+    }
+    for (std::uint64_t i = 0; i < n; ++i) mask[base + i] &= differs[i];
   }
 }
 

@@ -98,7 +98,16 @@ class Ovrell {
     std::function<void(unsigned slot, std::uint64_t first, std::uint64_t end,
                        const std::vector<Word*>& fileRows)>
         commit;
+    bool backwards = false;  // the tiles from the block's last to its first
+    // The commit step costs about as much as the reading and compute step:
+    // the calling thread, which commits, then takes half as many tiles as
+    // each of the others.
+    bool heavyCommit = false;
   };
+  // The words of each file in one tile of readBlockInTiles, for `files`
+  // files and `scratchPerByte` (before the block's own length caps it); a
+  // multiple of 8 from 8 words up.
+  std::uint64_t tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                         const TileSteps& steps, bool keepBlock = false);
   unsigned tileSlots() const;
@@ -221,11 +230,10 @@ class Ovrell {
  private:
   // The tiles of readBlockInTiles with every file open; false, with the
   // files closed again and the helper threads gone, when a file cannot be
-  // opened or read. `delivered` counts the words committed.
+  // opened or read. `delivered` tells the words committed (readBlockInTiles).
   bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                  const TileSteps& steps, bool keepBlock, std::uint64_t tileWords,
                  std::uint64_t& delivered);
-  std::uint64_t tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const;
   void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
                              std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block);
   // The masks of attributes [first, last) of one block, one read of it.

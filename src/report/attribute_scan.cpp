@@ -12,32 +12,22 @@ static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
 namespace {
 
 constexpr std::uint64_t kGapLines = 2;
+// A tile's scratch: its mask, and the uniform bits' mask for the picture.
+constexpr std::uint64_t kScratchPerByte = 2;
 
 void putWord(unsigned char* at, std::uint64_t value) {
   for (unsigned i = 0; i < 8; ++i) at[i] = static_cast<unsigned char>(value >> (8 * i));
 }
 
-// Raises the cells of the `valid` bytes from file offset `offset` whose
-// bits in `bits` (byte j in bits 8j..8j+7) are set to at least `cellClass`.
-void markCells(Word bits, std::uint64_t offset, std::uint64_t valid, CellClass cellClass,
-               Findings& findings) {
-  for (unsigned j = 0; j < valid; ++j) {
-    if (((bits >> (8 * j)) & 0xFF) == 0) continue;
-    unsigned char& cell = findings.cells[(offset + j) / findings.bytesPerCell];
-    cell = std::max<unsigned char>(cell, cellClass);
-  }
-}
-
-// Counts the bits of `words` (word `first` of a block of `size` bytes at
-// file offset `start`, padding left out; complemented with `invert`) and
-// marks their bytes' cells, and the lines (8 words) of `lines` that hold
-// one.
-void countWords(const Word* words, std::uint64_t first, std::uint64_t count, bool invert,
-                std::uint64_t start, std::uint64_t size, CellClass cellClass, Findings& findings,
-                std::uint64_t& counter, std::vector<unsigned char>* lines = nullptr) {
+// The bits of the first `size` bytes of `words` (complemented with
+// `invert`); appends to `lines` the lines (8 words) that hold one.
+std::uint64_t countBits(const Word* words, std::uint64_t size, bool invert,
+                        std::vector<std::uint32_t>* lines) {
   const Word flip = invert ? ~Word{0} : 0;
+  const std::uint64_t count = (size + 7) / 8;
+  std::uint64_t bits = 0;
   for (std::uint64_t i = 0; i < count; ++i) {
-    if (i % 8 == 0 && i + 8 <= count) {  // eight words without a bit to count are common
+    if (i % 8 == 0 && i + 8 <= size / 8) {  // eight whole words without a bit are common
       Word any = 0;
       for (unsigned k = 0; k < 8; ++k) any |= words[i + k] ^ flip;
       if (any == 0) {
@@ -45,14 +35,26 @@ void countWords(const Word* words, std::uint64_t first, std::uint64_t count, boo
         continue;
       }
     }
-    Word bits = words[i] ^ flip;
-    if (bits == 0) continue;
-    const std::uint64_t byte = 8 * (first + i);
-    const std::uint64_t valid = std::min<std::uint64_t>(8, size - byte);
-    if (valid < 8) bits &= (Word{1} << (8 * valid)) - 1;
-    counter += static_cast<std::uint64_t>(__builtin_popcountll(bits));
-    if (lines != nullptr) (*lines)[(first + i) / 8] = 1;
-    if (findings.bytesPerCell != 0) markCells(bits, start + byte, valid, cellClass, findings);
+    Word word = words[i] ^ flip;
+    if (8 * i + 8 > size) word &= (Word{1} << (8 * (size - 8 * i))) - 1;  // the padding
+    if (word == 0) continue;
+    bits += static_cast<std::uint64_t>(__builtin_popcountll(word));
+    if (lines != nullptr && (lines->empty() || lines->back() != i / 8))
+      lines->push_back(static_cast<std::uint32_t>(i / 8));
+  }
+  return bits;
+}
+
+// Raises to at least `cellClass` the cells of the bytes among the first
+// `size` of `words` (from file offset `offset`; complemented with `invert`)
+// that have a bit set.
+void markCells(const Word* words, std::uint64_t size, bool invert, std::uint64_t offset,
+               CellClass cellClass, Findings& findings) {
+  const Word flip = invert ? ~Word{0} : 0;
+  for (std::uint64_t b = 0; b < size; ++b) {
+    if (((words[b / 8] ^ flip) >> (8 * (b % 8)) & 0xFF) == 0) continue;
+    unsigned char& cell = findings.cells[(offset + b) / findings.bytesPerCell];
+    cell = std::max<unsigned char>(cell, cellClass);
   }
 }
 
@@ -61,16 +63,22 @@ void countWords(const Word* words, std::uint64_t first, std::uint64_t count, boo
 AttributeScan::AttributeScan(Ovrell& engine, const FileList& files, std::uint64_t fileSize)
     : engine_(engine), files_(files), fileSize_(fileSize) {
   const std::uint64_t n = files.size();
-  blockSize_ = engine.computeBlockSize(n, fileSize, valueWidth_, true);
-  mask_ = engine.initVectorBuffer(blockSize_);
+  // The budget as ovrell -d has it, for the same messages when it is too
+  // small; but the kernel's buffers here hold one tile, not one block, so
+  // the blocks are as long as those of ovrell without -d.
+  engine.computeBlockSize(n, fileSize, valueWidth_, true);
+  unsigned noValues = 0;
+  blockSize_ = engine.computeBlockSize(n, fileSize, noValues, false);
+  // The block's storage is only touched when a tile cannot be read and the
+  // block is read whole; the kernel goes through one tile at a time.
   block_ = engine.initArrayBuffer(blockSize_, n);
-  groupRows_ = engine.initArrayBuffer(blockSize_, n);
-  columnValues_ = engine.initVectorBuffer(8 * valueWidth_ * blockSize_);
+  const std::uint64_t tile = std::min(8 * engine.tileWordsOf(n, kScratchPerByte), blockSize_);
+  groupRows_ = engine.initArrayBuffer(tile, n);
+  columnValues_ = engine.initVectorBuffer(8 * valueWidth_ * tile);
   nodes_ = engine.initVectorBuffer(n * sizeof(NodeType));
 }
 
 AttributeScan::~AttributeScan() {
-  freeBuffer(mask_);
   freeBuffer(block_);
   freeBuffer(groupRows_);
   freeBuffer(columnValues_);
@@ -91,79 +99,102 @@ void AttributeScan::scan(Findings& findings) {
   std::uint64_t lastValue = 0;
   regionLength_ = 0;
 
-  std::vector<unsigned long long*> rowPointers;
-  std::vector<const Word*> rows;
+  // Each tile is masked and counted on any thread (compute), then, in turn
+  // and from the block's last tile to its first, its informative bytes are
+  // recorded and its stretches found (commit), as for a block of its own.
+  struct Slot {
+    std::vector<Word> mask, common;     // informative bits; for the picture, the uniform ones
+    std::vector<std::uint32_t> lines;   // the lines (8 words) with informative bits, ascending
+    std::vector<const Word*> rows;
+    std::uint64_t varying = 0, informative = 0;
+  };
+  std::vector<Slot> slots(engine_.tileSlots());
+  const bool picture = findings.bytesPerCell != 0;
+  std::vector<unsigned long long*> rowPointers, runRows;
   unsigned char stretch[16];
   for (std::uint64_t remaining = fileSize_; remaining > 0;) {
     const std::uint64_t size = std::min(remaining, blockSize_);
     const std::uint64_t start = remaining - size;
-    block_.rowSize = mask_.size = size;
-    lines_.assign(wordsOf(size) / 8 + 1, 0);
-    auto tile = [&](std::uint64_t first, std::uint64_t end, const std::vector<Word*>& fileRows) {
-      rows.clear();
-      for (std::size_t file : entryFiles) rows.push_back(fileRows[file]);
-      Word* mask = maskWords(mask_) + first;
-      engine_.commonalitiesOfWords(groupSizes, rows, mask, end - first);
-      countWords(mask, first, end - first, true, start, size, kVaryingCell, findings,
-                 findings.varying);
-      engine_.excludeOfWords(rows, mask, end - first);
-      countWords(mask, first, end - first, false, start, size, kInformativeCell, findings,
-                 findings.informative, &lines_);
+    block_.rowSize = size;
+    auto compute = [&](unsigned slotIndex, std::uint64_t first, std::uint64_t end,
+                       const std::vector<Word*>& fileRows) {
+      Slot& slot = slots[slotIndex];
+      const std::uint64_t count = end - first;
+      const std::uint64_t bytes = std::min(8 * end, size) - 8 * first;
+      slot.mask.resize(count);
+      slot.rows.clear();
+      for (std::size_t file : entryFiles) slot.rows.push_back(fileRows[file]);
+      Word* mask = slot.mask.data();
+      engine_.commonalitiesOfWords(groupSizes, slot.rows, mask, count);
+      if (picture) slot.common.assign(mask, mask + count);
+      slot.varying = countBits(mask, bytes, true, nullptr);
+      engine_.excludeOfWords(slot.rows, mask, count);
+      slot.lines.clear();
+      slot.informative = countBits(mask, bytes, false, &slot.lines);
     };
-    engine_.readBlockInTiles(files_, start, block_, tile, true);
-
-    rowPointers.clear();
-    for (std::size_t file : entryFiles) rowPointers.push_back(rowWords(block_, file));
-    recordBytes(findings, start, rowPointers);
-    // The runs of lines with informative bits, from the block's end: the
-    // kernel and the stretch finder go through them as through blocks of
-    // their own, and never through the lines between.
-    std::vector<unsigned long long*> runRows(rowPointers.size());
-    for (std::uint64_t line = lines_.size(); line-- > 0;) {
-      if (!lines_[line]) continue;
-      // A run takes in gaps of up to kGapLines lines: walking them costs
-      // less than a call of the kernel.
-      std::uint64_t low = line;
-      for (std::uint64_t gap = 0; low > gap && gap <= kGapLines;)
-        if (lines_[low - gap - 1])
-          low -= gap + 1, gap = 0;
-        else
-          ++gap;
-      const std::uint64_t from = 64 * low, to = std::min(size, 64 * (line + 1));
-      VectorBuff run{mask_.data + from, to - from};
-      for (std::size_t k = 0; k < rowPointers.size(); ++k) runRows[k] = rowPointers[k] + from / 8;
-      const std::uint64_t columns = engine_.gatherColumns(groupRows_, run, groupSizes, runRows);
-      if (columns > 0) {
-        engine_.linearColumns(zeros, ones, columnValues_, columns, valueWidth_);
-        engine_.findStretches(columnValues_, columns, run, start + from, queue, lastValue,
-                              valueWidth_, [&](std::uint64_t first, std::uint64_t last) {
-                                putWord(stretch, first);
-                                putWord(stretch + 8, last);
-                                findings.stretches.append(stretch);
-                              });
+    auto commit = [&](unsigned slotIndex, std::uint64_t first, std::uint64_t end,
+                      const std::vector<Word*>& fileRows) {
+      Slot& slot = slots[slotIndex];
+      const std::uint64_t tileStart = start + 8 * first;
+      const std::uint64_t tileSize = std::min(8 * end, size) - 8 * first;
+      findings.varying += slot.varying;
+      findings.informative += slot.informative;
+      if (picture) {
+        markCells(slot.common.data(), tileSize, true, tileStart, kVaryingCell, findings);
+        markCells(slot.mask.data(), tileSize, false, tileStart, kInformativeCell, findings);
       }
-      line = low;
-    }
+      mask_ = VectorBuff{reinterpret_cast<unsigned char*>(slot.mask.data()), tileSize};
+      rowPointers.clear();
+      for (std::size_t file : entryFiles) rowPointers.push_back(fileRows[file]);
+      const std::vector<std::uint32_t>& lines = slot.lines;
+      recordBytes(findings, tileStart, rowPointers, lines);
+      // The runs of lines with informative bits, from the tile's end: the
+      // kernel and the stretch finder go through them as through blocks of
+      // their own, and never through the lines between. A run takes in gaps
+      // of up to kGapLines lines: walking them costs less than a call of the
+      // kernel.
+      runRows.resize(rowPointers.size());
+      for (std::size_t next = lines.size(); next-- > 0;) {
+        const std::uint64_t line = lines[next];
+        std::uint64_t low = line;
+        while (next > 0 && lines[next - 1] + kGapLines + 1 >= low) low = lines[--next];
+        const std::uint64_t from = 64 * low, to = std::min(tileSize, 64 * (line + 1));
+        VectorBuff run{mask_.data + from, to - from};
+        for (std::size_t k = 0; k < rowPointers.size(); ++k) runRows[k] = rowPointers[k] + from / 8;
+        const std::uint64_t columns = engine_.gatherColumns(groupRows_, run, groupSizes, runRows);
+        if (columns > 0) {
+          engine_.linearColumns(zeros, ones, columnValues_, columns, valueWidth_);
+          engine_.findStretches(columnValues_, columns, run, tileStart + from, queue, lastValue,
+                                valueWidth_, [&](std::uint64_t firstBit, std::uint64_t lastBit) {
+                                  putWord(stretch, firstBit);
+                                  putWord(stretch + 8, lastBit);
+                                  findings.stretches.append(stretch);
+                                });
+        }
+      }
+    };
+    Ovrell::TileSteps steps{compute, kScratchPerByte, commit};
+    steps.backwards = true, steps.heavyCommit = true;
+    engine_.readBlockInTiles(files_, start, block_, steps);
     remaining -= size;
   }
   findings.constant = 8 * fileSize_ - findings.informative - findings.varying;
 }
 
-// The bytes of the block with informative bits, from the last to the first,
-// and the counts of regions and fields as they go by.
+// The bytes of the tile with informative bits (in `lines`), from the last
+// to the first, and the counts of regions and fields as they go by.
 void AttributeScan::recordBytes(Findings& findings, std::uint64_t start,
-                                const std::vector<unsigned long long*>& rowPointers) {
+                                const std::vector<unsigned long long*>& rowPointers,
+                                const std::vector<std::uint32_t>& lines) {
   std::vector<unsigned char> record(findings.bytes.recordSize());
   const unsigned char* mask = mask_.data;
   const Word* words = maskWords(mask_);
-  for (std::uint64_t word = wordsOf(mask_.size); word-- > 0;) {
-    if (!lines_[word / 8]) {
-      word -= word % 8;  // to the line's first word
-      continue;
-    }
-    if (words[word] == 0) continue;
-    for (std::uint64_t b = std::min(mask_.size, 8 * word + 8); b-- > 8 * word;) {
-      if (mask[b] != 0) recordByte(findings, start, b, rowPointers, record);
+  for (std::size_t next = lines.size(); next-- > 0;) {
+    for (std::uint64_t word = 8 * std::uint64_t{lines[next]} + 8; word-- > 8 * lines[next];) {
+      if (8 * word >= mask_.size || words[word] == 0) continue;
+      for (std::uint64_t b = std::min(mask_.size, 8 * word + 8); b-- > 8 * word;) {
+        if (mask[b] != 0) recordByte(findings, start, b, rowPointers, record);
+      }
     }
   }
 }

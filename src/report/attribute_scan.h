@@ -2,14 +2,16 @@
 // the end of the files to their start, as ovrell's dissimilarity pass reads
 // them and with the same memory budget (-m, engine/budget.h).
 //
-// For each block the engine's reader brings the files in tile by tile; each
-// tile's mask of bits uniform in every group is counted (its complement is
-// the varying bits) and then narrowed to the bits that also differ between
-// two files, ovrell's -x mask: the informative bits. Their bytes go to the
-// findings' byte records; the informative bits go through the engine's
-// linear dissimilarity kernel and its stretch finder into the stretch
-// records. Every attribute starts afresh (its own lists, queue and full
-// block size), so its findings are those of a run that names it alone.
+// For each block the engine's reader brings the files in tile by tile, from
+// the block's last tile to its first, on every core; each tile's mask of
+// bits uniform in every group is counted (its complement is the varying
+// bits) and then narrowed to the bits that also differ between two files,
+// ovrell's -x mask: the informative bits. Then, tile after tile in that
+// order, their bytes go to the findings' byte records, and the informative
+// bits go through the engine's linear dissimilarity kernel and its stretch
+// finder into the stretch records. Every attribute starts afresh (its own
+// lists, queue and full block size), so its findings are those of a run
+// that names it alone.
 #ifndef OVRELL_REPORT_ATTRIBUTE_SCAN_H_
 #define OVRELL_REPORT_ATTRIBUTE_SCAN_H_
 
@@ -35,7 +37,8 @@ class AttributeScan {
 
  private:
   void recordBytes(Findings& findings, std::uint64_t start,
-                   const std::vector<unsigned long long*>& rowPointers);
+                   const std::vector<unsigned long long*>& rowPointers,
+                   const std::vector<std::uint32_t>& lines);
   void recordByte(Findings& findings, std::uint64_t start, std::uint64_t b,
                   const std::vector<unsigned long long*>& rowPointers,
                   std::vector<unsigned char>& record);
@@ -45,9 +48,9 @@ class AttributeScan {
   std::uint64_t fileSize_, blockSize_ = 0;
   unsigned valueWidth_ = 0;
   ArrayBuff block_{}, groupRows_{};
-  VectorBuff mask_{}, columnValues_{}, nodes_{};
+  VectorBuff mask_{};  // the informative bits of the tile being recorded
+  VectorBuff columnValues_{}, nodes_{};
   std::uint64_t lastPosition_ = 0, lastOffset_ = 0, regionLength_ = 0;
-  std::vector<unsigned char> lines_;  // per 64 bytes of the block: any informative bit
 };
 
 #endif  // OVRELL_REPORT_ATTRIBUTE_SCAN_H_
