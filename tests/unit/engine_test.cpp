@@ -73,11 +73,12 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
     const std::uint64_t pitch = pitchOf(size), start = 8 * round;
     std::vector<unsigned char> whole(pitch * n), tiled(whole.size(), 0xAB), seen(whole.size());
     engine.readBlock(files, start, {whole.data(), size, n});
-    std::uint64_t next = 0;
+    const bool backwards = round % 4 >= 2;
+    std::uint64_t next = backwards ? pitch / 8 : 0;  // where the next tile must start or end
     engine.readThreads = 1 + round % 3;
     engine.tileBytes = round % 3 ? 512 * 1024 : 8 * (1 + round);
-    // compute copies the tile out, on any thread; commit sees the tiles in order, in the slot
-    // compute had them in.
+    // compute copies the tile out, on any thread; commit sees the tiles in order (or from the
+    // last), in the slot compute had them in.
     std::vector<std::uint64_t> slotTile(engine.tileSlots(), ~0ULL);
     auto compute = [&](unsigned slot, std::uint64_t first, std::uint64_t end,
                        const std::vector<Word*>& at) {
@@ -87,12 +88,14 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
     };
     auto commit = [&](unsigned slot, std::uint64_t first, std::uint64_t end,
                       const std::vector<Word*>&) {
-      EXPECT_EQ(first, next);
+      EXPECT_EQ(backwards ? end : first, next);
       EXPECT_EQ(slotTile[slot], first);
-      next = end;
+      next = backwards ? first : end;
     };
-    engine.readBlockInTiles(files, start, {tiled.data(), size, n}, {compute, 0, commit});
-    EXPECT_EQ(next, pitch / 8);
+    Ovrell::TileSteps steps{compute, 0, commit};
+    steps.backwards = backwards, steps.heavyCommit = round % 8 >= 4;
+    engine.readBlockInTiles(files, start, {tiled.data(), size, n}, steps);
+    EXPECT_EQ(next, backwards ? 0 : pitch / 8);
     for (std::size_t i = 0; i < n; ++i)
       ASSERT_TRUE(std::equal(&whole[i * pitch], &whole[i * pitch] + size, &seen[i * pitch]))
           << round;
