@@ -10,12 +10,23 @@
 #include <sys/types.h>
 
 #include <string>
+#include <utility>
 
 struct FileIdentity {
-  std::string normal;
+  FileIdentity(std::string name, bool there, dev_t device, ino_t inode)
+      : name(std::move(name)), there(there), device(device), inode(inode) {}
+
+  std::string name;
   bool there;
   dev_t device;
   ino_t inode;
+  // The name made absolute and normal, made when first asked for (it costs
+  // a look-up of every directory on the way).
+  const std::string& normal() const;
+
+ private:
+  mutable std::string normal_;
+  mutable bool madeNormal_ = false;
 };
 
 FileIdentity fileIdentity(const std::string& name);

@@ -261,11 +261,13 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
 
 std::uint64_t Ovrell::tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const {
   // A tile holds tileBytes of all files and the caller's scratch, but at
-  // least tileBytes / 128 of each file, so that many files are not read in
-  // slivers (each read of one of them opens it).
+  // least tileBytes / 16 of each file (32 KiB), or tileBytes / 128 when
+  // there are more files than are kept open, so that many files are not
+  // read in slivers: a system call costs several microseconds.
   const std::uint64_t fileShare = std::min<std::uint64_t>(files, kMostOpenFiles);
-  const std::uint64_t words = std::max<std::uint64_t>(
-      {tileBytes / 8 / (fileShare + scratchPerByte), tileBytes / 8 / kMostOpenFiles, 1});
+  const std::uint64_t least = tileBytes / 8 / (files <= kMostOpenFiles ? 16 : kMostOpenFiles);
+  const std::uint64_t words =
+      std::max<std::uint64_t>({tileBytes / 8 / (fileShare + scratchPerByte), least, 1});
   return words < 8 ? words : words / 8 * 8;  // whole cache lines
 }
 
