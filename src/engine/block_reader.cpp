@@ -100,14 +100,15 @@ class OpenFiles {
   std::vector<int> fds_;
 };
 
-// Waiting for another thread: a short spin (a tile takes tens of
-// microseconds, while waking a sleeping thread can take a hundred), then
-// sleep on the condition variable.
+// Waiting for another thread: a spin of a few hundred microseconds (a tile
+// takes tens to hundreds, and waking a sleeping thread can take a hundred),
+// then sleep on the condition variable. The spin has no `pause`: on the
+// virtual machines we measure on, a core spinning with it is taken away.
 class Rendezvous {
  public:
   template <typename Ready>
   void waitUntil(const Ready& ready) {
-    for (int spin = 0; spin < (1 << 16); ++spin) {
+    for (int spin = 0; spin < (1 << 18); ++spin) {
       if (ready()) return;
       asm volatile("" ::: "memory");
     }
