@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <cstring>
 #include <ostream>
+#include <vector>
 
 #include "engine/ovrell.h"
 
 // The numeric formats are table-driven: the text of every byte value is built
-// once, and a row is turned into text in a local buffer that goes to the
-// stream in large writes. The stream is left as printing byte by byte with
+// once, and a row is turned into text in a buffer that goes to the stream in
+// large writes. The stream is left as printing byte by byte with
 // fill '0', a width and a base would leave it (see printNumbers).
 namespace {
 
@@ -50,23 +51,6 @@ std::size_t formatImages(const unsigned char* row, std::uint64_t length,
   return static_cast<std::size_t>(at - to);
 }
 
-// Writes the images of `length` bytes, each `width` characters long and
-// followed by the blank when `space` (except the last), in large pieces.
-template <std::size_t kStride>
-void printImages(const unsigned char* row, std::uint64_t length, const char (*image)[kStride],
-                 std::size_t width, bool space, std::ostream& out) {
-  constexpr std::size_t kBufferSize = 1 << 16;
-  char buffer[kBufferSize + kStride];
-  const std::uint64_t perPiece = kBufferSize / (width + (space ? 1 : 0));
-  for (std::uint64_t done = 0; done < length;) {
-    const std::uint64_t count = std::min<std::uint64_t>(perPiece, length - done);
-    std::size_t used = formatImages(row + done, count, image, width, space, buffer);
-    done += count;
-    if (space && done == length) --used;  // no blank after the last byte
-    out.write(buffer, static_cast<std::streamsize>(used));
-  }
-}
-
 // Formats 1 to 3. Printing byte by byte with `out.width(width)`, `out.fill('0')`
 // and the base would leave the stream right-aligned (upper case for hex);
 // with at least one byte, fill '0', the base set and the width consumed (as
@@ -91,31 +75,21 @@ void printNumbers(std::uint64_t length, std::ostream& out, std::ios::fmtflags ba
 
 void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out,
                          bool overwrite) {
-  const bool space = options.space;
-  const Images& image = images();
-  auto numbers = [&](const char(*table)[4], std::size_t width) {
-    return [=, &out] { printImages(row, length, table, width, space, out); };
-  };
-  switch (options.format) {
-    case kAscii:
-      out.write(reinterpret_cast<const char*>(row), static_cast<std::streamsize>(length));
-      break;
-    case kHexadecimal:
-      printNumbers(length, out, std::ios::hex, 2, true, numbers(image.hex, 2));
-      break;
-    case kDecimal:
-      printNumbers(length, out, std::ios::dec, 3, false, numbers(image.dec, 3));
-      break;
-    case kOctal:
-      printNumbers(length, out, std::ios::oct, 3, false, numbers(image.oct, 3));
-      break;
-    case kBinary:
-      printImages(row, length, image.bin, 8, space, out);
-      if (length > 0 && out.good()) out.width(0);  // as inserting the bits one by one would
-      break;
-    default:
-      break;
+  if (options.format == kAscii) {
+    out.write(reinterpret_cast<const char*>(row), static_cast<std::streamsize>(length));
+  } else {
+    // The text in pieces of about 64 KiB.
+    constexpr std::uint64_t kPiece = 7000;
+    std::vector<char> text(formattedSizeBound(std::min(length, kPiece)));
+    for (std::uint64_t done = 0; done < length;) {
+      const std::uint64_t count = std::min(kPiece, length - done);
+      const std::size_t size =
+          formatBitRowPart(row + done, count, done + count == length, text.data());
+      out.write(text.data(), static_cast<std::streamsize>(size));
+      done += count;
+    }
   }
+  putFormatted(nullptr, 0, length, out);  // the stream as printing byte by byte leaves it
   if (overwrite && length > 0) std::memset(row, '0', length);  // an empty row may have no storage
 }
 
