@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 // Members of Ovrell; contracts in engine/ovrell.h.
@@ -79,6 +80,16 @@ class OpenFiles {
   }
   ~OpenFiles() {
     for (int fd : fds_) ::close(fd);
+  }
+  // Whether every file kept open holds at least `end` bytes (a file that
+  // has become shorter since the run began is then read whole by readBlock,
+  // before anything of its block is worked on).
+  bool longEnough(std::uint64_t end) const {
+    struct stat status {};
+    for (int fd : fds_)
+      if (::fstat(fd, &status) != 0 || static_cast<std::uint64_t>(status.st_size) < end)
+        return false;
+    return true;
   }
   // Reads exactly `size` bytes of file i at `offset`, or returns false.
   bool read(std::size_t i, unsigned char* to, std::uint64_t size, std::uint64_t offset) const {
@@ -278,7 +289,7 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   OpenFiles opened(files);
-  if (!opened.open()) return false;
+  if (!opened.open() || !opened.longEnough(start + block.rowSize)) return false;
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
   const unsigned threads = std::max(readThreads, 1U);
   // Every tile is filled by a read before it is looked at.

@@ -86,9 +86,11 @@ class Ovrell {
   // and the block's storage is not touched, or, with `keepBlock`, in the
   // block's rows, which then hold the whole block at the end. Up to 128
   // files stay open during the block; with more, every read opens its file.
-  // When a tile cannot be read, the tiles before it are committed, the
-  // block is read whole by readBlock, whose message names the first file in
-  // list order that cannot be read, and the words not yet committed are
+  // When a file kept open is too short for the block as the block begins,
+  // nothing of the block is worked on before readBlock reads it whole, and
+  // its message names the first file in list order that cannot be read. When
+  // a tile cannot be read later, the tiles before it are committed, the
+  // block is read whole by readBlock, and the words not yet committed are
   // computed and committed on the calling thread, tile by tile (slot 0).
   struct TileSteps {
     std::function<void(unsigned slot, std::uint64_t first, std::uint64_t end,
