@@ -167,6 +167,7 @@ CheckedBuffer::int_type CheckedBuffer::overflow(int_type c) {
 }
 
 std::streamsize CheckedBuffer::xsputn(const char* s, std::streamsize n) {
+  if (n <= 0) return 0;  // an empty piece may come without any storage behind it
   const std::size_t size = static_cast<std::size_t>(n);
   if (size <= static_cast<std::size_t>(epptr() - pptr())) {
     std::memcpy(pptr(), s, size);
