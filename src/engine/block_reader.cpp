@@ -142,90 +142,81 @@ class Rendezvous {
 };
 
 // The tiles of a block spread over threads, and handed to the calling
-// thread in order. The tiles go round in turns: one to the calling thread
-// (in slot 0), then `share` to each helper 1, 2, ..., which alternates
-// between two slots (2h - 1 and 2h), so that it works on its next tile
-// while the caller still holds its last.
+// thread in order. Whichever thread is free takes the next tile nobody has
+// taken, into slot k % slots, once the tile that held the slot before has
+// been released. The caller takes tiles too while the one it needs next is
+// still being worked on, so a helper that is slow, or that a busy machine
+// does not run, holds the caller up by at most the tile it has taken.
 class TilePipeline {
  public:
   // `work(k, slot)` reads and computes tile k into `slot`; false when the
   // tile cannot be read.
   using Work = std::function<bool(std::uint64_t tile, unsigned slot)>;
 
-  TilePipeline(std::uint64_t tiles, unsigned threads, unsigned share, Work work)
-      : tiles_(tiles),
-        share_(share),
-        helpers_(tiles > 1 && threads > 1 ? threads - 1 : 0),
-        round_(1 + share * static_cast<unsigned>(helpers_.size())),
-        work_(std::move(work)) {
-    for (unsigned h = 1; h <= helpers_.size(); ++h)
-      helpers_[h - 1].thread = std::thread([this, h] { help(h); });
+  TilePipeline(std::uint64_t tiles, unsigned threads, unsigned slots, Work work)
+      : tiles_(tiles), slots_(slots), ready_(slots), work_(std::move(work)) {
+    const unsigned helpers = tiles > 1 && threads > 1 && slots > 1 ? threads - 1 : 0;
+    for (unsigned h = 0; h < helpers; ++h) helpers_.emplace_back([this] { help(); });
   }
   ~TilePipeline() {
     stop_.store(true);
     rendezvous_.changed();
-    for (Helper& helper : helpers_) helper.thread.join();
+    for (std::thread& helper : helpers_) helper.join();
   }
 
-  // Tile k, worked on by its thread (by this one for its own); false when
-  // it cannot be read. Tiles must be asked for in order, and each released
-  // before the next is asked for.
+  // Tile k, once some thread (perhaps this one) has worked on it, and the
+  // slot it is in; false when it cannot be read. Tiles must be asked for in
+  // order, and each released before the next is asked for.
   bool get(std::uint64_t k, unsigned& slot) {
-    std::uint64_t i = 0;
-    const unsigned owner = ownerOf(k, i);
-    if (owner == 0) return work_(k, slot = 0);
-    Helper& helper = helpers_[owner - 1];
-    rendezvous_.waitUntil([&] { return helper.done.load() > i; });
-    slot = 2 * owner - 1 + static_cast<unsigned>(i % 2);
-    return !(helper.failed.load() && helper.done.load() == i + 1);
+    slot = static_cast<unsigned>(k % slots_);
+    const Ready& ready = ready_[slot];
+    while (ready.tile.load() != k + 1)
+      if (!takeOne()) rendezvous_.waitUntil([&] { return ready.tile.load() == k + 1; });
+    return ready.ok.load();
   }
   // The slot of tile k may be reused.
   void release(std::uint64_t k) {
-    std::uint64_t i = 0;
-    const unsigned owner = ownerOf(k, i);
-    if (owner == 0) return;
-    helpers_[owner - 1].released.store(i + 1);
+    released_.store(k + 1);
     rendezvous_.changed();
   }
 
  private:
-  struct Helper {
-    std::thread thread;
-    std::atomic<std::uint64_t> done{0};      // its tiles worked on
-    std::atomic<std::uint64_t> released{0};  // its tiles the caller is done with
-    std::atomic<bool> failed{false};         // its last tile could not be read
+  struct Ready {
+    std::atomic<std::uint64_t> tile{0};  // 1 + the tile last worked on in the slot
+    std::atomic<bool> ok{false};         // whether it could be read
   };
 
-  // 0 for the caller, h for helper h, whose i-th tile k is.
-  unsigned ownerOf(std::uint64_t k, std::uint64_t& i) const {
-    const unsigned at = static_cast<unsigned>(k % round_);
-    if (at == 0) return 0;
-    i = k / round_ * share_ + (at - 1) % share_;
-    return (at - 1) / share_ + 1;
+  bool canTake() const {
+    const std::uint64_t k = next_.load();
+    return k < tiles_ && k < released_.load() + slots_;
   }
-
-  void help(unsigned h) {
-    Helper& helper = helpers_[h - 1];
-    for (std::uint64_t i = 0;; ++i) {
-      const std::uint64_t k = i / share_ * round_ + 1 + (h - 1) * share_ + i % share_;
-      if (k >= tiles_) return;
-      // The slot of tile i - 2 must be free.
-      rendezvous_.waitUntil([&] { return stop_.load() || helper.released.load() + 2 > i; });
-      if (stop_.load()) return;
-      const bool ok = work_(k, 2 * h - 1 + static_cast<unsigned>(i % 2));
-      if (!ok) helper.failed.store(true);
-      helper.done.store(i + 1);
-      rendezvous_.changed();
-      if (!ok) return;
-    }
+  // Takes the next tile, if its slot is free, and works on it; false when
+  // there is none to take.
+  bool takeOne() {
+    std::uint64_t k = next_.load();
+    do {
+      if (k >= tiles_ || k >= released_.load() + slots_) return false;
+    } while (!next_.compare_exchange_weak(k, k + 1));
+    const unsigned slot = static_cast<unsigned>(k % slots_);
+    const bool ok = work_(k, slot);
+    ready_[slot].ok.store(ok);
+    ready_[slot].tile.store(k + 1);
+    rendezvous_.changed();
+    return true;
+  }
+  void help() {
+    while (!stop_.load() && next_.load() < tiles_)
+      if (!takeOne()) rendezvous_.waitUntil([&] { return stop_.load() || canTake(); });
   }
 
   const std::uint64_t tiles_;
-  const unsigned share_;  // tiles of each helper in a turn
-  std::vector<Helper> helpers_;
-  const unsigned round_;  // tiles of a turn
+  const unsigned slots_;
+  std::vector<Ready> ready_;
   const Work work_;
+  std::atomic<std::uint64_t> next_{0};      // the first tile nobody has taken
+  std::atomic<std::uint64_t> released_{0};  // the tiles the caller is done with
   std::atomic<bool> stop_{false};
+  std::vector<std::thread> helpers_;
   Rendezvous rendezvous_;
 };
 
@@ -324,7 +315,7 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
     if (steps.compute) steps.compute(slot, first, end, rows);
     return true;
   };
-  TilePipeline pipeline(tiles, threads, steps.heavyCommit ? 2 : 1, work);
+  TilePipeline pipeline(tiles, threads, static_cast<unsigned>(slotCount), work);
   for (std::uint64_t k = 0; k < tiles; ++k) {
     unsigned slot = 0;
     if (!pipeline.get(k, slot)) return false;

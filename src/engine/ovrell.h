@@ -101,10 +101,6 @@ class Ovrell {
                        const std::vector<Word*>& fileRows)>
         commit;
     bool backwards = false;  // the tiles from the block's last to its first
-    // The commit step costs about as much as the reading and compute step:
-    // the calling thread, which commits, then takes half as many tiles as
-    // each of the others.
-    bool heavyCommit = false;
   };
   // The words of each file in one tile of readBlockInTiles, for `files`
   // files and `scratchPerByte` (before the block's own length caps it); a

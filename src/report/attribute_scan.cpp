@@ -174,7 +174,7 @@ void AttributeScan::scan(Findings& findings) {
       }
     };
     Ovrell::TileSteps steps{compute, kScratchPerByte, commit};
-    steps.backwards = true, steps.heavyCommit = true;
+    steps.backwards = true;
     engine_.readBlockInTiles(files_, start, block_, steps);
     remaining -= size;
   }
