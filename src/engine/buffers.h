@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <vector>
 
 using Word = unsigned long long;
 
@@ -42,6 +43,23 @@ inline Word* rowWords(const ArrayBuff& block, std::uint64_t row) {
 
 inline Word* maskWords(const VectorBuff& mask) { return reinterpret_cast<Word*>(mask.data); }
 
+// Into differs[0, n): the bits of words [base, base + n) of the rows in
+// which some row differs from the first (none with fewer than two rows).
+inline void differencesOf(const std::vector<const Word*>& rows, std::uint64_t base, std::uint64_t n,
+                          Word* differs) {
+  if (rows.size() < 2) {
+    std::memset(differs, 0, n * sizeof(Word));
+    return;
+  }
+  const Word* first = rows[0] + base;
+  const Word* second = rows[1] + base;
+  for (std::uint64_t i = 0; i < n; ++i) differs[i] = first[i] ^ second[i];
+  for (std::size_t k = 2; k < rows.size(); ++k) {
+    const Word* row = rows[k] + base;
+    for (std::uint64_t i = 0; i < n; ++i) differs[i] |= first[i] ^ row[i];
+  }
+}
+
 // Whether the 8 bytes from `bytes` are all zero.
 inline bool zeroWord(const unsigned char* bytes) {
   Word word;
@@ -49,12 +67,6 @@ inline bool zeroWord(const unsigned char* bytes) {
   return word == 0;
 }
 
-// Calls visit(byte, bit) for every set bit of the first `size` bytes of
-// `mask`: bytes from the last to the first, inside a byte from bit 0 (value
-// 1) up. Whole zero words (and runs of 64 zero bytes) are skipped, so a
-// sparse mask costs little. This is
-// the order of the columns of the dissimilarity algorithms: the first bit
-// visited is column 0.
 // Whether the 64 bytes from `bytes` are all zero.
 inline bool zeroLine(const unsigned char* bytes) {
   Word words[8];
@@ -64,6 +76,11 @@ inline bool zeroLine(const unsigned char* bytes) {
   return any == 0;
 }
 
+// Calls visit(byte, bit) for every set bit of the first `size` bytes of
+// `mask`: bytes from the last to the first, inside a byte from bit 0 (value
+// 1) up. Whole zero words (and runs of 64 zero bytes) are skipped, so a
+// sparse mask costs little. This is the order of the columns of the
+// dissimilarity algorithms: the first bit visited is column 0.
 template <typename Visit>
 void forEachSetBitFromEnd(const unsigned char* mask, std::uint64_t size, Visit&& visit) {
   for (std::uint64_t byte = size; byte-- > 0;) {

@@ -56,12 +56,7 @@ void Ovrell::excludeOfWords(const std::vector<const Word*>& rows, Word* mask, st
   Word differs[kStretch];
   for (std::uint64_t base = 0; base < count; base += kStretch) {
     const std::uint64_t n = std::min(kStretch, count - base);
-    std::fill(differs, differs + n, Word{0});
-    for (std::size_t k = 1; k < rows.size(); ++k) {
-      const Word* first = rows[0] + base;
-      const Word* row = rows[k] + base;
-      for (std::uint64_t i = 0; i < n; ++i) differs[i] |= first[i] ^ row[i];
-    }
+    differencesOf(rows, base, n, differs);
     for (std::uint64_t i = 0; i < n; ++i) mask[base + i] &= differs[i];
   }
 }
