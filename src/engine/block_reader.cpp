@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -223,7 +224,16 @@ class TilePipeline {
 }  // namespace
 
 unsigned Ovrell::defaultReadThreads() {
-  return std::min(std::max(std::thread::hardware_concurrency(), 1U), 4U);
+  // The cores this process may run on (taskset, a container's cpuset), if
+  // fewer than the machine has: a helper that shares its core with the
+  // caller only takes turns with it.
+  unsigned cores = std::thread::hardware_concurrency();
+  cpu_set_t allowed;
+  if (::sched_getaffinity(0, sizeof allowed, &allowed) == 0) {
+    const unsigned count = static_cast<unsigned>(CPU_COUNT(&allowed));
+    if (cores == 0 || count < cores) cores = count;
+  }
+  return std::min(std::max(cores, 1U), 4U);
 }
 
 unsigned Ovrell::tileSlots() const { return 2 * std::max(readThreads, 1U) - 1; }

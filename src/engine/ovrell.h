@@ -40,7 +40,7 @@ class Ovrell {
   // its mask stay in the second-level cache.
   std::uint64_t tileBytes = 512 * 1024;
   // Threads that read and compute tiles (readBlockInTiles): as many as the
-  // machine has cores, up to four.
+  // machine has cores that this process may run on, up to four.
   unsigned readThreads = defaultReadThreads();
   static unsigned defaultReadThreads();
 
