@@ -37,26 +37,27 @@ __attribute__((target_clones("popcnt", "default")))
 MaskCounts excludeAndCount(const std::vector<const Word*>& rows, Word* mask, std::uint64_t size,
                            std::vector<std::uint32_t>& lines) {
   constexpr std::uint64_t kStretch = 256;  // words, a multiple of a line
-  Word differs[kStretch], varying[kStretch];
+  Word differs[kStretch];
   MaskCounts counts;
   const std::uint64_t count = (size + 7) / 8;
+  // The row's padding counts for nothing: uniform, so not varying, and
+  // then not informative either.
+  const Word padding = size % 8 == 0 ? 0 : ~((Word{1} << (8 * (size % 8))) - 1);
+  if (count > 0) mask[count - 1] |= padding;
   for (std::uint64_t base = 0; base < count; base += kStretch) {
     const std::uint64_t n = std::min(kStretch, count - base);
     differencesOf(rows, base, n, differs);
+    if (base + n == count) differs[n - 1] &= ~padding;
     Word* const at = mask + base;
-    for (std::uint64_t i = 0; i < n; ++i) varying[i] = ~at[i], at[i] &= differs[i];
-    if (base + n == count && size % 8 != 0) {  // the row's padding counts for nothing
-      const Word inside = (Word{1} << (8 * (size % 8))) - 1;
-      varying[n - 1] &= inside, at[n - 1] &= inside;
-    }
     for (std::uint64_t line = 0; line < n; line += 8) {
       const std::uint64_t end = std::min(n, line + 8);
-      Word anyVarying = 0, anyInformative = 0;
-      for (std::uint64_t i = line; i < end; ++i) anyVarying |= varying[i], anyInformative |= at[i];
-      if (anyVarying != 0)
+      Word notUniform = 0, informative = 0;
+      for (std::uint64_t i = line; i < end; ++i) notUniform |= ~at[i];
+      if (notUniform != 0)
         for (std::uint64_t i = line; i < end; ++i)
-          counts.varying += static_cast<std::uint64_t>(__builtin_popcountll(varying[i]));
-      if (anyInformative == 0) continue;
+          counts.varying += static_cast<std::uint64_t>(__builtin_popcountll(~at[i]));
+      for (std::uint64_t i = line; i < end; ++i) informative |= at[i] &= differs[i];
+      if (informative == 0) continue;
       for (std::uint64_t i = line; i < end; ++i)
         counts.informative += static_cast<std::uint64_t>(__builtin_popcountll(at[i]));
       lines.push_back(static_cast<std::uint32_t>((base + line) / 8));
