@@ -15,6 +15,7 @@
 
 #include "base/fatal.h"
 #include "engine/ovrell.h"
+#include "engine/tile_workers.h"
 
 namespace {
 
@@ -112,36 +113,6 @@ class OpenFiles {
   std::vector<int> fds_;
 };
 
-// Waiting for another thread: a spin of a few hundred microseconds (a tile
-// takes tens to hundreds, and waking a sleeping thread can take a hundred),
-// then sleep on the condition variable. The spin has no `pause`: on the
-// virtual machines we measure on, a core spinning with it is taken away.
-class Rendezvous {
- public:
-  template <typename Ready>
-  void waitUntil(const Ready& ready) {
-    for (int spin = 0; spin < (1 << 18); ++spin) {
-      if (ready()) return;
-      asm volatile("" ::: "memory");
-    }
-    std::unique_lock<std::mutex> lock(mutex_);
-    sleepers_.fetch_add(1);
-    changed_.wait(lock, ready);
-    sleepers_.fetch_sub(1);
-  }
-  // Call after every change that a waiter may be waiting for.
-  void changed() {
-    if (sleepers_.load() == 0) return;
-    std::lock_guard<std::mutex> lock(mutex_);
-    changed_.notify_all();
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  std::atomic<int> sleepers_{0};
-};
-
 // The tiles of a block spread over threads, and handed to the calling
 // thread in order. Whichever thread is free takes the next tile nobody has
 // taken, into slot k % slots, once the tile that held the slot before has
@@ -154,15 +125,18 @@ class TilePipeline {
   // tile cannot be read.
   using Work = std::function<bool(std::uint64_t tile, unsigned slot)>;
 
-  TilePipeline(std::uint64_t tiles, unsigned threads, unsigned slots, Work work)
+  // The helpers of `workers` (none without) take tiles too.
+  TilePipeline(std::uint64_t tiles, unsigned slots, Work work, TileWorkers* workers)
       : tiles_(tiles), slots_(slots), ready_(slots), work_(std::move(work)) {
-    const unsigned helpers = tiles > 1 && threads > 1 && slots > 1 ? threads - 1 : 0;
-    for (unsigned h = 0; h < helpers; ++h) helpers_.emplace_back([this] { help(); });
+    if (workers == nullptr || workers->helpers() == 0 || tiles < 2 || slots < 2) return;
+    workers_ = workers;
+    workers_->start(help_);
   }
   ~TilePipeline() {
+    if (workers_ == nullptr) return;
     stop_.store(true);
     rendezvous_.changed();
-    for (std::thread& helper : helpers_) helper.join();
+    workers_->finish();
   }
 
   // Tile k, once some thread (perhaps this one) has worked on it, and the
@@ -205,9 +179,11 @@ class TilePipeline {
     rendezvous_.changed();
     return true;
   }
+  // A helper's part: tiles until none is left to take.
   void help() {
     while (!stop_.load() && next_.load() < tiles_)
-      if (!takeOne()) rendezvous_.waitUntil([&] { return stop_.load() || canTake(); });
+      if (!takeOne())
+        rendezvous_.waitUntil([&] { return stop_.load() || next_.load() >= tiles_ || canTake(); });
   }
 
   const std::uint64_t tiles_;
@@ -217,8 +193,9 @@ class TilePipeline {
   std::atomic<std::uint64_t> next_{0};      // the first tile nobody has taken
   std::atomic<std::uint64_t> released_{0};  // the tiles the caller is done with
   std::atomic<bool> stop_{false};
-  std::vector<std::thread> helpers_;
   Rendezvous rendezvous_;
+  const std::function<void()> help_ = [this] { help(); };
+  TileWorkers* workers_ = nullptr;
 };
 
 }  // namespace
@@ -325,7 +302,10 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
     if (steps.compute) steps.compute(slot, first, end, rows);
     return true;
   };
-  TilePipeline pipeline(tiles, threads, static_cast<unsigned>(slotCount), work);
+  if (threads > 1 && (workers_ == nullptr || workers_->helpers() != threads - 1))
+    workers_.reset(new TileWorkers(threads - 1));
+  TilePipeline pipeline(tiles, static_cast<unsigned>(slotCount), work,
+                        threads > 1 ? workers_.get() : nullptr);
   for (std::uint64_t k = 0; k < tiles; ++k) {
     unsigned slot = 0;
     if (!pipeline.get(k, slot)) return false;

@@ -29,6 +29,7 @@
 
 using FileList = std::vector<boost::filesystem::path>;
 
+class TileWorkers;  // engine/tile_workers.h
 
 class Ovrell {
  public:
@@ -245,6 +246,7 @@ class Ovrell {
   // Storage kept from block to block: the tiles' slots, and maskBlock's
   // scratch per slot.
   std::unique_ptr<Word[]> tileStorage_;
+  std::unique_ptr<TileWorkers> workers_;  // the helper threads, kept for the run
   std::uint64_t tileStorageWords_ = 0;
   struct MaskSlot {
     std::vector<Word> mask, text;
