@@ -29,11 +29,7 @@ struct MaskCounts {
 // whole words), to those that also differ between the rows, and counts as
 // it goes; appends to `lines` the lines that hold an informative bit. Runs
 // over stretches of words, row by row, which vectorises; lines without a
-// bit to count are passed over at once. Counted with the processor's own
-// instruction where it has one.
-#if defined(__x86_64__) && defined(__GNUC__)
-__attribute__((target_clones("popcnt", "default")))
-#endif
+// bit to count are passed over at once.
 MaskCounts excludeAndCount(const std::vector<const Word*>& rows, Word* mask, std::uint64_t size,
                            std::vector<std::uint32_t>& lines) {
   constexpr std::uint64_t kStretch = 256;  // words, a multiple of a line
