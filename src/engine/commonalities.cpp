@@ -139,7 +139,8 @@ void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, st
         char* text = reinterpret_cast<char*>(slot.text.data() + out * room) + slot.sizes[a];
         Word* mask = ascii ? slot.text.data() + out * room : slot.mask.data();
         slot.rows.clear();
-        for (std::size_t file : attribute.files) slot.rows.push_back(fileRows[file] + (from - tile));
+        for (std::size_t file : attribute.files)
+          slot.rows.push_back(fileRows[file] + (from - tile));
         commonalitiesOfWords(attribute.groupSizes, slot.rows, mask, words);
         if (options.exclude) excludeOfWords(slot.rows, mask, words);
         ++out;

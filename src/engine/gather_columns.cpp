@@ -5,9 +5,10 @@ std::uint64_t Ovrell::gatherColumns(ArrayBuff& rows, VectorBuff& columnMask,
                                     std::vector<unsigned int>& groupSizes,
                                     std::vector<unsigned long long*>& fileRows) {
   // A group's bits are those of its first file: the mask only keeps bits
-  // that are the same in every file of a group.
-  std::vector<const unsigned char*> first;
-  first.reserve(groupSizes.size());
+  // that are the same in every file of a group. The list is kept: the
+  // report calls this once per run of lines with a masked bit.
+  std::vector<const unsigned char*>& first = groupFirstBytes_;
+  first.clear();
   std::size_t p = 0;
   for (unsigned int size : groupSizes) {
     first.push_back(reinterpret_cast<const unsigned char*>(fileRows[p]));

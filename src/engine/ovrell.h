@@ -254,6 +254,7 @@ class Ovrell {
     std::vector<std::size_t> sizes;  // of each attribute's text
   };
   std::vector<MaskSlot> maskSlots_;
+  std::vector<const unsigned char*> groupFirstBytes_;  // gatherColumns' scratch
 };
 
 #endif  // OVRELL_ENGINE_OVRELL_H_

@@ -120,8 +120,8 @@ void AttributeScan::scan(Findings& findings) {
   // and from the block's last tile to its first, its informative bytes are
   // recorded and its stretches found (commit), as for a block of its own.
   struct Slot {
-    std::vector<Word> mask, common;     // informative bits; for the picture, the uniform ones
-    std::vector<std::uint32_t> lines;   // the lines (8 words) with informative bits, ascending
+    std::vector<Word> mask, common;    // informative bits; for the picture, the uniform ones
+    std::vector<std::uint32_t> lines;  // the lines (8 words) with informative bits, ascending
     std::vector<const Word*> rows;
     std::uint64_t varying = 0, informative = 0;
   };
