@@ -30,14 +30,6 @@ void invertBits(Word* words, std::uint64_t count) {
   }
 }
 
-// invertBits for `size` bytes, fewer than a word.
-void invertByteBits(unsigned char* bytes, std::uint64_t size) {
-  Word word = 0;
-  std::memcpy(&word, bytes, size);
-  invertBits(&word, 1);
-  std::memcpy(bytes, &word, size);
-}
-
 [[noreturn]] void readError(const boost::filesystem::path& file) {
   fatal("Error reading file '", file, "'.\n");
 }
@@ -242,15 +234,8 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
   const std::uint64_t tileWords =
       std::min(tileWordsOf(files.size(), steps.scratchPerByte), std::max<std::uint64_t>(words, 1));
   if ((chunk == 1 || block.rowSize % chunk == 0) &&
-      readTiles(files, start, block, steps, keepBlock, tileWords, delivered)) {
-    // The rows' padding, left alone by the tiles, gets its bit inversion as
-    // readBlock gives it (after a failed tile readBlock does it, once).
-    const std::uint64_t padding = pitchOf(block.rowSize) - block.rowSize;
-    if (keepBlock && options.inverseByteOrder && padding > 0)
-      for (std::size_t i = 0; i < files.size(); ++i)
-        invertByteBits(block.data + i * pitchOf(block.rowSize) + block.rowSize, padding);
+      readTiles(files, start, block, steps, keepBlock, tileWords, delivered))
     return;
-  }
   // With every file of the tiles closed again and the helpers gone.
   readBlock(files, start, block);
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
@@ -300,9 +285,8 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
                      : slots + (slot * files.size() + i) * tileWords;
   };
   std::vector<std::vector<Word*>> slotRows(tileSlots(), std::vector<Word*>(files.size()));
-  // Bytes [from, to) of every row of a tile; the last tile ends at rowSize.
-  // In a tile's own storage the padding is zeroed and inverted with the
-  // bytes; in the block's rows it is left as readBlock would leave it.
+  // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
+  // and its bit inversion runs on to the end of the padded row.
   auto work = [&](std::uint64_t k, unsigned slot) {
     const std::uint64_t first = firstOf(k), end = std::min(words, first + tileWords);
     const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
@@ -311,15 +295,8 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
       Word* row = rows[i] = rowOf(k, slot, i);
       unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
       if (!opened.read(i, bytes, to - from, start + from)) return false;
-      if (keepBlock) {  // the padding stays as it is until the whole block is in
-        if (options.inverseByteOrder) {
-          invertBits(row, (to - from) / 8);
-          invertByteBits(bytes + (to - from) / 8 * 8, (to - from) % 8);
-        }
-      } else {
-        std::memset(bytes + (to - from), 0, (end - first) * 8 - (to - from));  // the row's padding
-        if (options.inverseByteOrder) invertBits(row, end - first);
-      }
+      std::memset(bytes + (to - from), 0, (end - first) * 8 - (to - from));  // the row's padding
+      if (options.inverseByteOrder) invertBits(row, end - first);
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
     if (steps.compute) steps.compute(slot, first, end, rows);

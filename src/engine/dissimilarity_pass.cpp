@@ -52,11 +52,7 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
         mask.size = remaining;
         collectGroups(valueIndex, block, groupSizes, rowPointers);
       }
-      // Read in tiles on every core, into the block's rows as a whole read
-      // leaves them.
-      readBlockInTiles(
-          files, start, block, [](std::uint64_t, std::uint64_t, const std::vector<Word*>&) {},
-          true);
+      readBlock(files, start, block);
       partRows.resize(rowPointers.size());
       commonalities(groupSizes, rowPointers, block, mask);
       if (options.exclude) exclude(block, rowPointers, mask);

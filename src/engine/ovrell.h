@@ -85,9 +85,7 @@ class Ovrell {
   // scratch, `scratchPerByte` bytes for each byte of a file's row (at least
   // one word of each file). The tiles land in small buffers that are reused,
   // and the block's storage is not touched, or, with `keepBlock`, in the
-  // block's rows, which then hold the whole block at the end, padding
-  // included, byte for byte as readBlock leaves them (the padding's bit
-  // inversion comes after the last commit). Up to 128
+  // block's rows, which then hold the whole block at the end. Up to 128
   // files stay open during the block; with more, every read opens its file.
   // When a file kept open is too short for the block as the block begins,
   // nothing of the block is worked on before readBlock reads it whole, and
