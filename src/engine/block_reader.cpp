@@ -216,16 +216,15 @@ unsigned Ovrell::defaultReadThreads() {
 unsigned Ovrell::tileSlots() const { return 2 * std::max(readThreads, 1U) - 1; }
 
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                              const TileDone& tileDone, bool keepBlock) {
+                              const TileDone& tileDone) {
   readBlockInTiles(files, start, block,
                    {nullptr, 0,
                     [&](unsigned, std::uint64_t first, std::uint64_t end,
-                        const std::vector<Word*>& fileRows) { tileDone(first, end, fileRows); }},
-                   keepBlock);
+                        const std::vector<Word*>& fileRows) { tileDone(first, end, fileRows); }});
 }
 
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                              const TileSteps& steps, bool keepBlock) {
+                              const TileSteps& steps) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   std::vector<Word*> fileRows(files.size());
@@ -234,7 +233,7 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
   const std::uint64_t tileWords =
       std::min(tileWordsOf(files.size(), steps.scratchPerByte), std::max<std::uint64_t>(words, 1));
   if ((chunk == 1 || block.rowSize % chunk == 0) &&
-      readTiles(files, start, block, steps, keepBlock, tileWords, delivered))
+      readTiles(files, start, block, steps, tileWords, delivered))
     return;
   // With every file of the tiles closed again and the helpers gone.
   readBlock(files, start, block);
@@ -262,8 +261,7 @@ std::uint64_t Ovrell::tileWordsOf(std::uint64_t files, std::uint64_t scratchPerB
 }
 
 bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                       const TileSteps& steps, bool keepBlock, std::uint64_t tileWords,
-                       std::uint64_t& delivered) {
+                       const TileSteps& steps, std::uint64_t tileWords, std::uint64_t& delivered) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
   OpenFiles opened(files);
@@ -273,16 +271,15 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
   // Every tile is filled by a read before it is looked at.
   const std::uint64_t slotCount = std::min<std::uint64_t>(tileSlots(), 2 * tiles + 1);
   const std::uint64_t slotWords = slotCount * tileWords * files.size();
-  if (!keepBlock && tileStorageWords_ < slotWords) {
+  if (tileStorageWords_ < slotWords) {
     tileStorage_.reset(new Word[slotWords]);  // not cleared, so not touched here
     tileStorageWords_ = slotWords;
   }
   Word* const slots = tileStorage_.get();
   auto firstOf = [&](std::uint64_t k) { return (steps.backwards ? tiles - 1 - k : k) * tileWords; };
-  // File i's words of tile k: in its slot, or in the block's row.
-  auto rowOf = [&](std::uint64_t k, unsigned slot, std::size_t i) {
-    return keepBlock ? rowWords(block, i) + firstOf(k)
-                     : slots + (slot * files.size() + i) * tileWords;
+  // File i's words in a slot.
+  auto rowOf = [&](unsigned slot, std::size_t i) {
+    return slots + (slot * files.size() + i) * tileWords;
   };
   std::vector<std::vector<Word*>> slotRows(tileSlots(), std::vector<Word*>(files.size()));
   // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
@@ -292,7 +289,7 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
     const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
     std::vector<Word*>& rows = slotRows[slot];
     for (std::size_t i = 0; i < files.size(); ++i) {
-      Word* row = rows[i] = rowOf(k, slot, i);
+      Word* row = rows[i] = rowOf(slot, i);
       unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
       if (!opened.read(i, bytes, to - from, start + from)) return false;
       std::memset(bytes + (to - from), 0, (end - first) * 8 - (to - from));  // the row's padding

@@ -84,8 +84,7 @@ class Ovrell {
   // to its commit. A tile holds tileBytes of the files and of the caller's
   // scratch, `scratchPerByte` bytes for each byte of a file's row (at least
   // one word of each file). The tiles land in small buffers that are reused,
-  // and the block's storage is not touched, or, with `keepBlock`, in the
-  // block's rows, which then hold the whole block at the end. Up to 128
+  // and the block's storage is not touched. Up to 128
   // files stay open during the block; with more, every read opens its file.
   // When a file kept open is too short for the block as the block begins,
   // nothing of the block is worked on before readBlock reads it whole, and
@@ -108,13 +107,13 @@ class Ovrell {
   // multiple of 8 from 8 words up.
   std::uint64_t tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                        const TileSteps& steps, bool keepBlock = false);
+                        const TileSteps& steps);
   unsigned tileSlots() const;
   // readBlockInTiles with the commit step alone.
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                        const TileDone& tileDone, bool keepBlock = false);
+                        const TileDone& tileDone);
   // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
   // and changes nothing when size is not a multiple of chunk.
   void reorderBytes(unsigned char* buffer, std::uint64_t size, std::uint64_t chunk);
@@ -231,8 +230,7 @@ class Ovrell {
   // files closed again and the helper threads gone, when a file cannot be
   // opened or read. `delivered` tells the words committed (readBlockInTiles).
   bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
-                 const TileSteps& steps, bool keepBlock, std::uint64_t tileWords,
-                 std::uint64_t& delivered);
+                 const TileSteps& steps, std::uint64_t tileWords, std::uint64_t& delivered);
   void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
                              std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block);
   // The masks of attributes [first, last) of one block, one read of it.
