@@ -6,11 +6,9 @@
 // Members of Ovrell; contracts in engine/ovrell.h.
 #include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "base/fatal.h"

@@ -84,8 +84,8 @@ class Ovrell {
   // to its commit. A tile holds tileBytes of the files and of the caller's
   // scratch, `scratchPerByte` bytes for each byte of a file's row (at least
   // one word of each file). The tiles land in small buffers that are reused,
-  // and the block's storage is not touched. Up to 128
-  // files stay open during the block; with more, every read opens its file.
+  // and the block's storage is not touched. Up to 128 files stay open
+  // during the block; with more, every read opens its file.
   // When a file kept open is too short for the block as the block begins,
   // nothing of the block is worked on before readBlock reads it whole, and
   // its message names the first file in list order that cannot be read. When
