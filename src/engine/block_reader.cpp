@@ -213,6 +213,10 @@ unsigned Ovrell::defaultReadThreads() {
 
 unsigned Ovrell::tileSlots() const { return 2 * std::max(readThreads, 1U) - 1; }
 
+Word* Ovrell::tileScratch(unsigned slot) const {
+  return tileMemory_.data() + slot * tileStride_ + tileRowsWords_;
+}
+
 void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                               const TileDone& tileDone) {
   readBlockInTiles(files, start, block,
@@ -230,6 +234,12 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
   std::uint64_t delivered = steps.backwards ? words : 0;
   const std::uint64_t tileWords =
       std::min(tileWordsOf(files.size(), steps.scratchPerByte), std::max<std::uint64_t>(words, 1));
+  // A slot: the files' words of a tile, then the caller's scratch, in whole
+  // cache lines.
+  tileRowsWords_ = files.size() * tileWords;
+  tileStride_ =
+      (tileRowsWords_ + tileWords * steps.scratchPerByte + steps.scratchPerTile + 7) / 8 * 8;
+  tileMemory_.reserve(tileSlots() * tileStride_);
   if ((chunk == 1 || block.rowSize % chunk == 0) &&
       readTiles(files, start, block, steps, tileWords, delivered))
     return;
@@ -266,18 +276,12 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
   if (!opened.open() || !opened.longEnough(start + block.rowSize)) return false;
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
   const unsigned threads = std::max(readThreads, 1U);
-  // Every tile is filled by a read before it is looked at.
   const std::uint64_t slotCount = std::min<std::uint64_t>(tileSlots(), 2 * tiles + 1);
-  const std::uint64_t slotWords = slotCount * tileWords * files.size();
-  if (tileStorageWords_ < slotWords) {
-    tileStorage_.reset(new Word[slotWords]);  // not cleared, so not touched here
-    tileStorageWords_ = slotWords;
-  }
-  Word* const slots = tileStorage_.get();
   auto firstOf = [&](std::uint64_t k) { return (steps.backwards ? tiles - 1 - k : k) * tileWords; };
-  // File i's words in a slot.
+  // File i's words in a slot; every tile is filled by a read before it is
+  // looked at.
   auto rowOf = [&](unsigned slot, std::size_t i) {
-    return slots + (slot * files.size() + i) * tileWords;
+    return tileMemory_.data() + slot * tileStride_ + i * tileWords;
   };
   std::vector<std::vector<Word*>> slotRows(tileSlots(), std::vector<Word*>(files.size()));
   // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,

@@ -1,8 +1,11 @@
 #include "engine/buffers.h"
 
 // The buffers' storage, and the Ovrell members that make buffers.
+#include <sys/mman.h>
+
 #include <cstdlib>
 #include <limits>
+#include <new>
 
 #include "base/fatal.h"
 #include "engine/ovrell.h"
@@ -22,6 +25,37 @@ void freeBuffer(ArrayBuff& buffer) {
 void freeBuffer(VectorBuff& buffer) {
   std::free(buffer.data);
   buffer.data = nullptr;
+}
+
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+}  // namespace
+
+TileMemory::~TileMemory() { release(); }
+
+void TileMemory::release() {
+  if (data_ != nullptr) ::operator delete (data_, std::align_val_t{alignment_});
+  data_ = nullptr;
+  words_ = 0;
+}
+
+Word* TileMemory::reserve(std::uint64_t words) {
+  if (words <= words_) return data_;
+  release();
+  // More words than memory can hold fail as `new` fails.
+  const std::uint64_t most = (std::numeric_limits<std::size_t>::max() - kHugePage) / sizeof(Word);
+  std::size_t bytes = words > most ? std::numeric_limits<std::size_t>::max()
+                                   : static_cast<std::size_t>(words) * sizeof(Word);
+  const bool huge = words <= most && bytes >= kHugePage / 2;
+  if (huge) bytes = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+  alignment_ = huge ? kHugePage : 64;
+  data_ = static_cast<Word*>(::operator new (bytes, std::align_val_t{alignment_}));
+  words_ = bytes / sizeof(Word);
+  // Only advice: a kernel without huge pages gives small ones.
+  if (huge) ::madvise(data_, bytes, MADV_HUGEPAGE);
+  return data_;
 }
 
 namespace {

@@ -100,6 +100,31 @@ void forEachSetBitFromEnd(const unsigned char* mask, std::uint64_t size, Visit&&
 // Storage of `bytes` bytes, zero-filled, or nullptr when it cannot be had.
 unsigned char* allocateStorage(std::uint64_t bytes);
 
+// Words kept from block to block for tiles and their scratch. They are not
+// cleared, so a page is first touched when data goes into it. From 1 MiB up
+// the words lie on 2 MiB boundaries and the kernel is asked for transparent
+// huge pages: a run's first tiles then fault in a page or two rather than
+// hundreds (each fault costs microseconds, more on a virtual machine).
+// Running out of memory is handled as for `new`.
+class TileMemory {
+ public:
+  TileMemory() = default;
+  ~TileMemory();
+  TileMemory(const TileMemory&) = delete;
+  TileMemory& operator=(const TileMemory&) = delete;
+
+  // At least `words` words; what they held is lost when they must grow.
+  Word* reserve(std::uint64_t words);
+  Word* data() const { return data_; }
+
+ private:
+  void release();
+
+  Word* data_ = nullptr;
+  std::uint64_t words_ = 0;
+  std::size_t alignment_ = 0;
+};
+
 void freeBuffer(ArrayBuff& buffer);
 void freeBuffer(VectorBuff& buffer);
 

@@ -122,11 +122,12 @@ void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, st
   auto textRoom = [&](std::uint64_t tile, std::uint64_t end) {  // in words, per attribute
     return (formattedSizeBound(std::min(8 * end, rowSize) - 8 * tile) + 7) / 8;
   };
+  // The texts of a tile, one after the other, are its slot's scratch.
   auto compute = [&](unsigned slotIndex, std::uint64_t tile, std::uint64_t end,
                      const std::vector<Word*>& fileRows) {
     MaskSlot& slot = maskSlots_[slotIndex];
+    Word* const texts = tileScratch(slotIndex);
     const std::uint64_t room = textRoom(tile, end);
-    if (slot.text.size() < room * printed) slot.text.resize(room * printed);
     if (slot.mask.size() < kMaskWords) slot.mask.resize(kMaskWords);
     slot.sizes.assign(attributes.size(), 0);
     const std::uint64_t part = ascii ? end - tile : kMaskWords;
@@ -136,8 +137,8 @@ void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, st
       for (std::size_t a = 0, out = 0; a < attributes.size(); ++a) {
         MaskedAttribute& attribute = attributes[a];
         if (attribute.out == nullptr) continue;  // its piece is lost
-        char* text = reinterpret_cast<char*>(slot.text.data() + out * room) + slot.sizes[a];
-        Word* mask = ascii ? slot.text.data() + out * room : slot.mask.data();
+        char* text = reinterpret_cast<char*>(texts + out * room) + slot.sizes[a];
+        Word* mask = ascii ? texts + out * room : slot.mask.data();
         slot.rows.clear();
         for (std::size_t file : attribute.files)
           slot.rows.push_back(fileRows[file] + (from - tile));
@@ -153,13 +154,18 @@ void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, st
   auto commit = [&](unsigned slotIndex, std::uint64_t tile, std::uint64_t end,
                     const std::vector<Word*>&) {
     const MaskSlot& slot = maskSlots_[slotIndex];
+    const Word* const texts = tileScratch(slotIndex);
     const std::uint64_t room = textRoom(tile, end);
     for (std::size_t a = 0, out = 0; a < attributes.size(); ++a) {
       if (attributes[a].out == nullptr) continue;
-      putFormatted(reinterpret_cast<const char*>(slot.text.data() + out++ * room), slot.sizes[a],
+      putFormatted(reinterpret_cast<const char*>(texts + out++ * room), slot.sizes[a],
                    std::min(8 * end, rowSize) - 8 * tile, *attributes[a].out);
     }
   };
+  // A text takes perByte bytes per byte of the tile and at most two words
+  // more (formattedSizeBound).
   const std::uint64_t perByte = formattedSizeBound(1) - formattedSizeBound(0);
-  readBlockInTiles(files, start, block, TileSteps{compute, perByte * printed, commit});
+  TileSteps steps{compute, perByte * printed, commit};
+  steps.scratchPerTile = 2 * printed;
+  readBlockInTiles(files, start, block, steps);
 }

@@ -81,9 +81,11 @@ class Ovrell {
   // `commit(slot, first, end, fileRows)` on the calling thread, for the
   // tiles in order, one at a time. `slot` (below tileSlots()) tells a tile's
   // storage: scratch space kept per slot is the tile's own from its compute
-  // to its commit. A tile holds tileBytes of the files and of the caller's
-  // scratch, `scratchPerByte` bytes for each byte of a file's row (at least
-  // one word of each file). The tiles land in small buffers that are reused,
+  // to its commit, tileScratch(slot) the caller's scratch words in the slot:
+  // `scratchPerByte` bytes for each byte of a file's row in the tile, and
+  // `scratchPerTile` words more. A tile holds tileBytes of the files and of
+  // the scratch (at least one word of each file). The tiles land in small
+  // buffers that are reused,
   // and the block's storage is not touched. Up to 128 files stay open
   // during the block; with more, every read opens its file.
   // When a file kept open is too short for the block as the block begins,
@@ -101,6 +103,7 @@ class Ovrell {
                        const std::vector<Word*>& fileRows)>
         commit;
     bool backwards = false;  // the tiles from the block's last to its first
+    std::uint64_t scratchPerTile = 0;
   };
   // The words of each file in one tile of readBlockInTiles, for `files`
   // files and `scratchPerByte` (before the block's own length caps it); a
@@ -109,6 +112,7 @@ class Ovrell {
   void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
                         const TileSteps& steps);
   unsigned tileSlots() const;
+  Word* tileScratch(unsigned slot) const;
   // readBlockInTiles with the commit step alone.
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
@@ -243,11 +247,12 @@ class Ovrell {
   Options& options;
   // Storage kept from block to block: the tiles' slots, and maskBlock's
   // scratch per slot.
-  std::unique_ptr<Word[]> tileStorage_;
+  TileMemory tileMemory_;
+  std::uint64_t tileStride_ = 0;          // words of a slot
+  std::uint64_t tileRowsWords_ = 0;       // of a slot's file words, before its scratch
   std::unique_ptr<TileWorkers> workers_;  // the helper threads, kept for the run
-  std::uint64_t tileStorageWords_ = 0;
   struct MaskSlot {
-    std::vector<Word> mask, text;
+    std::vector<Word> mask;
     std::vector<const Word*> rows;
     std::vector<std::size_t> sizes;  // of each attribute's text
   };

@@ -2,6 +2,7 @@
 #include "report/attribute_scan.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "engine/position_queue.h"
 #include "engine/single_list.h"
@@ -119,8 +120,9 @@ void AttributeScan::scan(Findings& findings) {
   // Each tile is masked and counted on any thread (compute), then, in turn
   // and from the block's last tile to its first, its informative bytes are
   // recorded and its stretches found (commit), as for a block of its own.
+  // A tile's informative bits are its slot's scratch, and for the picture
+  // the uniform ones follow them.
   struct Slot {
-    std::vector<Word> mask, common;    // informative bits; for the picture, the uniform ones
     std::vector<std::uint32_t> lines;  // the lines (8 words) with informative bits, ascending
     std::vector<const Word*> rows;
     std::uint64_t varying = 0, informative = 0;
@@ -138,12 +140,11 @@ void AttributeScan::scan(Findings& findings) {
       Slot& slot = slots[slotIndex];
       const std::uint64_t count = end - first;
       const std::uint64_t bytes = std::min(8 * end, size) - 8 * first;
-      slot.mask.resize(count);
       slot.rows.clear();
       for (std::size_t file : entryFiles) slot.rows.push_back(fileRows[file]);
-      Word* mask = slot.mask.data();
+      Word* mask = engine_.tileScratch(slotIndex);
       engine_.commonalitiesOfWords(groupSizes, slot.rows, mask, count);
-      if (picture) slot.common.assign(mask, mask + count);
+      if (picture) std::memcpy(mask + count, mask, count * sizeof(Word));
       slot.lines.clear();
       const MaskCounts counts = excludeAndCount(slot.rows, mask, bytes, slot.lines);
       slot.varying = counts.varying, slot.informative = counts.informative;
@@ -151,15 +152,16 @@ void AttributeScan::scan(Findings& findings) {
     auto commit = [&](unsigned slotIndex, std::uint64_t first, std::uint64_t end,
                       const std::vector<Word*>& fileRows) {
       Slot& slot = slots[slotIndex];
+      Word* const mask = engine_.tileScratch(slotIndex);
       const std::uint64_t tileStart = start + 8 * first;
       const std::uint64_t tileSize = std::min(8 * end, size) - 8 * first;
       findings.varying += slot.varying;
       findings.informative += slot.informative;
       if (picture) {
-        markCells(slot.common.data(), tileSize, true, tileStart, kVaryingCell, findings);
-        markCells(slot.mask.data(), tileSize, false, tileStart, kInformativeCell, findings);
+        markCells(mask + (end - first), tileSize, true, tileStart, kVaryingCell, findings);
+        markCells(mask, tileSize, false, tileStart, kInformativeCell, findings);
       }
-      mask_ = VectorBuff{reinterpret_cast<unsigned char*>(slot.mask.data()), tileSize};
+      mask_ = VectorBuff{reinterpret_cast<unsigned char*>(mask), tileSize};
       rowPointers.clear();
       for (std::size_t file : entryFiles) rowPointers.push_back(fileRows[file]);
       const std::vector<std::uint32_t>& lines = slot.lines;

@@ -79,26 +79,36 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
     std::uint64_t next = backwards ? pitch / 8 : 0;  // where the next tile must start or end
     engine.readThreads = 1 + round % 3;
     engine.tileBytes = round % 3 ? 512 * 1024 : 8 * (1 + round);
-    // compute copies the tile out, on any thread; commit sees the tiles in order (or from the
-    // last), in the slot compute had them in.
+    // compute copies the tile out and fills the slot's scratch, on any thread; commit sees the
+    // tiles in order (or from the last), in the slot compute had them in, rows and scratch intact.
     std::vector<std::uint64_t> slotTile(engine.tileSlots(), ~0ULL);
     const std::thread::id caller = std::this_thread::get_id();
+    const std::uint64_t perByte = round % 3, perTile = round % 5;
+    auto scratchWords = [&](std::uint64_t first, std::uint64_t end) {
+      return (end - first) * perByte + perTile;
+    };
     auto compute = [&](unsigned slot, std::uint64_t first, std::uint64_t end,
                        const std::vector<Word*>& at) {
       for (std::size_t i = 0; i < n; ++i)
         std::memcpy(&seen[i * pitch + first * 8], at[i], (end - first) * 8);
+      std::fill_n(engine.tileScratch(slot), scratchWords(first, end), first);
       slotTile[slot] = first;
       if (round % 8 >= 4 && std::this_thread::get_id() != caller)  // a slow helper
         std::this_thread::sleep_for(std::chrono::microseconds(50));
     };
     auto commit = [&](unsigned slot, std::uint64_t first, std::uint64_t end,
-                      const std::vector<Word*>&) {
+                      const std::vector<Word*>& at) {
       EXPECT_EQ(backwards ? end : first, next);
       EXPECT_EQ(slotTile[slot], first);
+      const Word* scratch = engine.tileScratch(slot);
+      EXPECT_EQ(std::count(scratch, scratch + scratchWords(first, end), first),
+                static_cast<std::ptrdiff_t>(scratchWords(first, end)));
+      for (std::size_t i = 0; i < n; ++i)
+        EXPECT_EQ(std::memcmp(&seen[i * pitch + first * 8], at[i], (end - first) * 8), 0);
       next = backwards ? first : end;
     };
-    Ovrell::TileSteps steps{compute, 0, commit};
-    steps.backwards = backwards;
+    Ovrell::TileSteps steps{compute, perByte, commit};
+    steps.backwards = backwards, steps.scratchPerTile = perTile;
     engine.readBlockInTiles(files, start, {tiled.data(), size, n}, steps);
     EXPECT_EQ(next, backwards ? 0 : pitch / 8);
     for (std::size_t i = 0; i < n; ++i)
