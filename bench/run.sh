@@ -6,7 +6,7 @@
 #   bench/run.sh [--runs N] [--only S1,S5,...] [--sizes 64M,256M,1G] [--plot] [--micro]
 #
 #   --runs N      timed rounds per scenario (default 5), after one warm-up round
-#   --only LIST   run only these scenarios (S1 S2 S3 S4 S5 S6 S7 S1m S5m M1 R1 R2)
+#   --only LIST   run only these scenarios (S0 S1 S2 S3 S4 S5 S6 S7 S1m S5m M1 R1 R2)
 #   --sizes LIST  file sizes at which S1, S2, S3 and S1m run (default 256M)
 #   --plot        draw throughput against file size (docs/benchmark.svg, gnuplot)
 #   --micro       afterwards run the micro-benchmarks of the engine's kernels
@@ -30,7 +30,7 @@ usage() {
 }
 
 runs=5
-only=(S1 S2 S3 S4 S5 S6 S7 S1m S5m M1 R1 R2)
+only=(S0 S1 S2 S3 S4 S5 S6 S7 S1m S5m M1 R1 R2)
 sizes=(256M)
 plot=0
 micro=0
@@ -45,7 +45,7 @@ while [[ $# -gt 0 ]]; do
       [[ $# -ge 2 ]] || usage
       IFS=, read -r -a only <<<"$2"
       for id in "${only[@]}"; do
-        [[ $id =~ ^(S1|S2|S3|S4|S5|S6|S7|S1m|S5m|M1|R1|R2)$ ]] || usage
+        [[ $id =~ ^(S0|S1|S2|S3|S4|S5|S6|S7|S1m|S5m|M1|R1|R2)$ ]] || usage
       done
       shift 2
       ;;
@@ -67,7 +67,7 @@ while [[ $# -gt 0 ]]; do
 done
 command_line="bench/run.sh"
 [[ $runs != 5 ]] && command_line+=" --runs $runs"
-[[ ${#only[@]} -ne 12 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
+[[ ${#only[@]} -ne 13 ]] && command_line+=" --only $(IFS=,; echo "${only[*]}")"
 [[ ${sizes[*]} != 256M ]] && command_line+=" --sizes $(IFS=,; echo "${sizes[*]}")"
 [[ $plot -eq 1 ]] && command_line+=" --plot"
 [[ $micro -eq 1 ]] && command_line+=" --micro"
@@ -97,6 +97,7 @@ report=$build/ovrell-report
 
 # name files groups size seed [dense]; big<SIZE> for each size of --sizes
 declare -A sets=(
+  [tiny]="2 1 4K 7"
   [many]="64 8 8M 2"
   [two]="2 2 16M 3"
   [dense]="32 32 1M 4 dense"
@@ -160,6 +161,12 @@ scenario() {
   local m=()
   [[ $id == *m ]] && m=(-m 16MB) limit=16777216
   case "$id" in
+    S0)
+      what="start-up: 2 files of 4 KiB, one group, -f 0; reference cat of both"
+      dataset=tiny args=(-p "$data/tiny.txt" -f 0 G)
+      mapfile -t ref < <(set_files tiny)
+      ref=(cat "${ref[@]}") target=""
+      ;;
     S1 | S1m)
       what="read and mask: 2 files of ${size}iB, one group, -f 0${m:+ -m 16MB}; reference cat of both"
       dataset=big$size args=(-p "$data/big$size.txt" -f 0 "${m[@]}" G)
@@ -248,61 +255,74 @@ median() { # of the arguments
 failed=0
 rows=()
 notes=()
-declare -A checksums=()
+# Per scenario label (S1@64M): the output of the warm-up round, the timed
+# rounds' times, the peak RSS (KiB), and what failed.
+declare -A checksums=() ovrell_times=() ref_times=() peaks=() broken=()
 
-# Runs one scenario and appends its row to `rows`.
-run_scenario() {
-  local id=$1 size=${2:-} round first="" sums ovrell_times=() ref_times=() peak=0
-  local label=$id${size:+@$size}
+# Runs round `round` of a scenario (0 is the warm-up): ovrell and the
+# reference once each, timed, and the output checked against the warm-up
+# round's.
+scenario_round() {
+  local id=$1 size=$2 round=$3 sums file
+  local label=$id${size:+@$size} round_label="round $round/$runs"
+  [[ $round -eq 0 ]] && round_label="warm-up"
+  [[ -n ${broken[$label]:-} ]] && return 0
   scenario "$id" "$size"
-  ensure_set "$dataset"
-  for ((round = 0; round <= runs; round++)); do
-    local round_label="round $round/$runs"
-    [[ $round -eq 0 ]] && round_label="warm-up"
-    rm -f "${dis_files[@]}"
-    if ! timed ovrell "$program" "${args[@]}"; then
-      rows+=("| $label | $what | run failed | | | | | | | | |")
-      failed=1
-      return
-    fi
-    local ovrell_time=$elapsed ovrell_rss=$rss
-    ((rss > peak)) && peak=$rss
-    if ! timed reference "${ref[@]}"; then
-      rows+=("| $label | $what | | reference failed | | | | | | | |")
-      failed=1
-      return
-    fi
-    ((ref_ovrell && rss > peak)) && peak=$rss
-    log "$label $round_label: ovrell $ovrell_time s, reference $elapsed s, peak RSS $((ovrell_rss / 1024)) MiB"
-    if [[ $round -gt 0 ]]; then
-      ovrell_times+=("$ovrell_time")
-      ref_times+=("$elapsed")
-    fi
+  [[ $round -eq 0 ]] && ensure_set "$dataset"
+  rm -f "${dis_files[@]}"
+  if ! timed ovrell "$program" "${args[@]}"; then
+    broken[$label]=ovrell
+    return 0
+  fi
+  local ovrell_time=$elapsed ovrell_rss=$rss peak=${peaks[$label]:-0}
+  ((rss > peak)) && peak=$rss
+  if ! timed reference "${ref[@]}"; then
+    broken[$label]=reference
+    return 0
+  fi
+  ((ref_ovrell && rss > peak)) && peak=$rss
+  peaks[$label]=$peak
+  log "$label $round_label: ovrell $ovrell_time s, reference $elapsed s, peak RSS $((ovrell_rss / 1024)) MiB"
+  if [[ $round -gt 0 ]]; then
+    ovrell_times[$label]+=" $ovrell_time"
+    ref_times[$label]+=" $elapsed"
+  fi
 
-    # The output: the result files of the timed runs, and standard output
-    # from one more run (the timed one writes it to /dev/null).
-    sums=""
-    local file
-    for file in "${dis_files[@]}"; do sums+="$(basename "$file"):$(cksum <"$file") "; done
-    sums+="stdout:$( (cd "$work" && "$program" "${args[@]}" 2>/dev/null) | cksum)" || {
-      rows+=("| $label | $what | run failed | | | | | | | | |")
-      failed=1
-      return
-    }
-    if [[ $round -eq 0 ]]; then
-      first=$sums
-    elif [[ $sums != "$first" ]]; then
-      notes+=("$label: the output of $round_label differs from the warm-up round's ($sums; $first)")
-      failed=1
-    fi
-  done
-  checksums[$label]=$first
+  # The output: the result files of the timed run, and standard output from
+  # one more run (the timed one writes it to /dev/null).
+  sums=""
+  for file in "${dis_files[@]}"; do sums+="$(basename "$file"):$(cksum <"$file") "; done
+  if ! sums+="stdout:$( (cd "$work" && "$program" "${args[@]}" 2>/dev/null) | cksum)"; then
+    broken[$label]=ovrell
+  elif [[ $round -eq 0 ]]; then
+    checksums[$label]=$sums
+  elif [[ $sums != "${checksums[$label]}" ]]; then
+    notes+=("$label: the output of $round_label differs from the warm-up round's ($sums; ${checksums[$label]})")
+    failed=1
+  fi
+}
 
+# Appends the row of a scenario whose rounds have run to `rows`.
+scenario_row() {
+  local id=$1 size=$2
+  local label=$id${size:+@$size}
+  local peak=${peaks[$label]:-0}
+  scenario "$id" "$size"
+  case ${broken[$label]:-} in
+    ovrell) rows+=("| $label | $what | run failed | | | | | | | | |") ;;
+    reference) rows+=("| $label | $what | | reference failed | | | | | | | |") ;;
+  esac
+  if [[ -n ${broken[$label]:-} ]]; then
+    failed=1
+    return 0
+  fi
   local ovrell_median ref_median ratio ok memory_ok nsbit="" bits
-  ovrell_median=$(median "${ovrell_times[@]}")
-  ref_median=$(median "${ref_times[@]}")
+  # shellcheck disable=SC2086 # the times are words
+  ovrell_median=$(median ${ovrell_times[$label]})
+  # shellcheck disable=SC2086
+  ref_median=$(median ${ref_times[$label]})
   ratio=$(awk -v a="$ovrell_median" -v b="$ref_median" 'BEGIN { printf "%.3f", (b > 0 ? a / b : 0) }')
-  ok=$(awk -v r="$ratio" -v t="$target" 'BEGIN { print (r <= t ? "ok" : "FAIL") }')
+  ok=$(awk -v r="$ratio" -v t="$target" 'BEGIN { print (t == "" ? "-" : r <= t ? "ok" : "FAIL") }')
   local peak_mib allowed_mib
   peak_mib=$(awk -v k="$peak" 'BEGIN { printf "%.1f", k / 1024 }')
   allowed_mib=$(awk -v l="$limit" 'BEGIN { printf "%.1f", l / 1048576 + 16 }')
@@ -315,7 +335,7 @@ run_scenario() {
     fi
     nsbit+=" ($bits bits)"
   fi
-  rows+=("| $label | $what | $ovrell_median | $ref_median | $ratio | <= $target | $ok | $peak_mib | $allowed_mib | $memory_ok | $nsbit |")
+  rows+=("| $label | $what | $ovrell_median | $ref_median | $ratio | ${target:+<= $target} | $ok | $peak_mib | $allowed_mib | $memory_ok | $nsbit |")
 
   # Two routes that must agree.
   if [[ $id == S6 && $(cksum <"$work/dis") != "$(cksum <"$work/dis-q")" ]]; then
@@ -333,6 +353,8 @@ run_scenario() {
   if [[ $id =~ ^S[123]$ ]]; then
     points+=("$(bytes_of "$size") $id $ovrell_median $ref_median")
   fi
+  [[ $id == S0 ]] && startup=("$ovrell_median" "$ref_median")
+  return 0
 }
 
 # Throughput (MiB of input per second) against file size, for S1 to S3 and
@@ -371,14 +393,48 @@ GNUPLOT
   log "plot: $svg"
 }
 
+# Time per MiB of input (both files) of S1 and of cat at each size, and the
+# same less the time each takes on two 4 KiB files (S0: starting a process,
+# reading the project, exiting), with the spread over the sizes (largest /
+# smallest - 1). Prints nothing unless S1 ran at two sizes or more.
+time_per_mib() {
+  printf '%s\n' "${points[@]}" | awk -v s0="${startup[0]:-}" -v c0="${startup[1]:-}" '
+    $2 == "S1" { n++; mib[n] = 2 * $1 / 1048576; t[n] = $3; r[n] = $4 }
+    function spread(a, b, lo, hi, i) {
+      lo = hi = a[1] / b[1]
+      for (i = 2; i <= n; i++) { v = a[i] / b[i]; if (v < lo) lo = v; if (v > hi) hi = v }
+      return sprintf("%.0f %%", 100 * (hi / lo - 1))
+    }
+    END {
+      if (n < 2) exit
+      print "Time per MiB of input, S1 (net: less the time on two 4 KiB files, S0):"
+      print ""
+      print "| file size (MiB) | ovrell (ms/MiB) | ovrell net | cat (ms/MiB) | cat net |"
+      print "|---|---|---|---|---|"
+      for (i = 1; i <= n; i++) {
+        tn[i] = t[i] - s0; rn[i] = r[i] - c0
+        printf "| %d | %.4f | %s | %.4f | %s |\n", mib[i] / 2, 1000 * t[i] / mib[i],
+          s0 == "" ? "" : sprintf("%.4f", 1000 * tn[i] / mib[i]), 1000 * r[i] / mib[i],
+          c0 == "" ? "" : sprintf("%.4f", 1000 * rn[i] / mib[i])
+      }
+      printf "| spread | %s | %s | %s | %s |\n", spread(t, mib), s0 == "" ? "" : spread(tn, mib),
+        spread(r, mib), c0 == "" ? "" : spread(rn, mib)
+      print ""
+    }'
+}
+
 points=()
+startup=()
 mkdir -p "$work"
 for id in "${only[@]}"; do
-  if [[ $id =~ ^S[123]$|^S1m$ ]]; then
-    for size in "${sizes[@]}"; do run_scenario "$id" "$size"; done
-  else
-    run_scenario "$id"
-  fi
+  # The sizes of a scenario take turns round by round, so that a change in
+  # the machine's speed during the run falls on every size alike.
+  labels=("")
+  [[ $id =~ ^S[123]$|^S1m$ ]] && labels=("${sizes[@]}")
+  for ((round = 0; round <= runs; round++)); do
+    for size in "${labels[@]}"; do scenario_round "$id" "$size" "$round"; done
+  done
+  for size in "${labels[@]}"; do scenario_row "$id" "$size"; done
 done
 [[ $plot -eq 1 ]] && draw_plot
 
@@ -396,6 +452,7 @@ compiler=$("$compiler" --version | head -n 1)
   echo
   for note in "${notes[@]}"; do echo "- $note"; done
   [[ ${#notes[@]} -gt 0 ]] && echo
+  time_per_mib
   echo "Medians of $runs rounds after a warm-up round. S6: linear is 'ovrell', quadratic the" \
     "reference; ns per masked bit is linear / quadratic there. R1, R2: 'ovrell' is ovrell-report."
   echo
