@@ -28,6 +28,16 @@ void invertBits(Word* words, std::uint64_t count) {
   }
 }
 
+// invertBits for `size` bytes from `bytes`, which is word-aligned when size
+// is 8 or more: the whole words, then the bytes after them.
+void invertByteBits(unsigned char* bytes, std::uint64_t size) {
+  if (size >= 8) invertBits(reinterpret_cast<Word*>(bytes), size / 8);
+  Word word = 0;
+  std::memcpy(&word, bytes + size / 8 * 8, size % 8);
+  invertBits(&word, 1);
+  std::memcpy(bytes + size / 8 * 8, &word, size % 8);
+}
+
 [[noreturn]] void readError(const boost::filesystem::path& file) {
   fatal("Error reading file '", file, "'.\n");
 }
@@ -241,8 +251,15 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
       (tileRowsWords_ + tileWords * steps.scratchPerByte + steps.scratchPerTile + 7) / 8 * 8;
   tileMemory_.reserve(tileSlots() * tileStride_);
   if ((chunk == 1 || block.rowSize % chunk == 0) &&
-      readTiles(files, start, block, steps, tileWords, delivered))
+      readTiles(files, start, block, steps, tileWords, delivered)) {
+    // The rows' padding, which the tiles leave alone, gets its bit inversion
+    // as readBlock gives it.
+    const std::uint64_t pitch = pitchOf(block.rowSize);
+    if (steps.intoBlock && options.inverseByteOrder)
+      for (std::size_t i = 0; i < files.size(); ++i)
+        invertByteBits(block.data + i * pitch + block.rowSize, pitch - block.rowSize);
     return;
+  }
   // With every file of the tiles closed again and the helpers gone.
   readBlock(files, start, block);
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
@@ -284,18 +301,23 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
     return tileMemory_.data() + slot * tileStride_ + i * tileWords;
   };
   std::vector<std::vector<Word*>> slotRows(tileSlots(), std::vector<Word*>(files.size()));
-  // Bytes [from, to) of every row of a tile; the last tile ends at rowSize,
-  // and its bit inversion runs on to the end of the padded row.
+  // Bytes [from, to) of every row of a tile; the last tile ends at rowSize.
+  // In a slot the padding is zeroed and inverted with the bytes; in the
+  // block's rows it is left as readBlock leaves it.
   auto work = [&](std::uint64_t k, unsigned slot) {
     const std::uint64_t first = firstOf(k), end = std::min(words, first + tileWords);
     const std::uint64_t from = first * 8, to = std::min(end * 8, block.rowSize);
     std::vector<Word*>& rows = slotRows[slot];
     for (std::size_t i = 0; i < files.size(); ++i) {
-      Word* row = rows[i] = rowOf(slot, i);
+      Word* row = rows[i] = steps.intoBlock ? rowWords(block, i) + first : rowOf(slot, i);
       unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
       if (!opened.read(i, bytes, to - from, start + from)) return false;
-      std::memset(bytes + (to - from), 0, (end - first) * 8 - (to - from));  // the row's padding
-      if (options.inverseByteOrder) invertBits(row, end - first);
+      if (steps.intoBlock) {  // the padding stays as it is until the whole block is in
+        if (options.inverseByteOrder) invertByteBits(bytes, to - from);
+      } else {
+        std::memset(bytes + (to - from), 0, (end - first) * 8 - (to - from));  // the row's padding
+        if (options.inverseByteOrder) invertBits(row, end - first);
+      }
       if (chunk != 1) reorderBytes(bytes, to - from, chunk);
     }
     if (steps.compute) steps.compute(slot, first, end, rows);

@@ -10,11 +10,25 @@
 #include "base/fatal.h"
 #include "engine/ovrell.h"
 
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+}  // namespace
+
 unsigned char* allocateStorage(std::uint64_t bytes) {
   if (bytes == 0 || bytes > std::numeric_limits<std::size_t>::max()) return nullptr;
   // Zero-filled so that padding bytes, which the bit algebra reads but never
   // writes out, hold the same thing in every run.
   return static_cast<unsigned char*>(std::calloc(static_cast<std::size_t>(bytes), 1));
+}
+
+void adviseHugePages(unsigned char* data, std::uint64_t bytes) {
+  const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(data);
+  const std::uintptr_t from = (at + kHugePage - 1) / kHugePage * kHugePage;
+  const std::uintptr_t to = (at + bytes) / kHugePage * kHugePage;
+  if (data != nullptr && from < to)
+    ::madvise(reinterpret_cast<void*>(from), to - from, MADV_HUGEPAGE);
 }
 
 void freeBuffer(ArrayBuff& buffer) {
@@ -26,12 +40,6 @@ void freeBuffer(VectorBuff& buffer) {
   std::free(buffer.data);
   buffer.data = nullptr;
 }
-
-namespace {
-
-constexpr std::size_t kHugePage = std::size_t{2} << 20;
-
-}  // namespace
 
 TileMemory::~TileMemory() { release(); }
 

@@ -125,6 +125,12 @@ class TileMemory {
   std::size_t alignment_ = 0;
 };
 
+// For storage that a run fills whole: asks the kernel for transparent huge
+// pages over the whole 2 MiB pages inside it, so that filling it faults in
+// few pages. Only advice; storage touched here and there must not have it
+// (each touch would make 2 MiB resident).
+void adviseHugePages(unsigned char* data, std::uint64_t bytes);
+
 void freeBuffer(ArrayBuff& buffer);
 void freeBuffer(VectorBuff& buffer);
 

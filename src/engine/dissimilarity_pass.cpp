@@ -17,6 +17,11 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
                                std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
                                ArrayBuff& block, VectorBuff& mask) {
   const std::uint64_t n = files.size();
+  // Every block is read whole and masked whole (by both threads at once,
+  // whose small page faults get in each other's way); the group rows and
+  // the column table are only touched a part at a time.
+  adviseHugePages(block.data, pitchOf(blockSize) * n);
+  adviseHugePages(mask.data, pitchOf(blockSize));
   ArrayBuff groupRows = initArrayBuffer(blockSize, n);
   VectorBuff columnValues = initVectorBuffer(8 * valueWidth * blockSize);
   // The budget charges 16 bytes per node and (n - 1) × n / 2 pair counters;
@@ -29,6 +34,13 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
 
   std::vector<unsigned int> groupSizes;
   std::vector<unsigned long long*> rowPointers, partRows;
+  std::vector<std::vector<const Word*>> tileRows(tileSlots());  // per slot
+  std::vector<const Word*> lastWords;
+  // The mask of `count` words of the rows (narrowed with -x).
+  auto maskOf = [&](const std::vector<const Word*>& rows, Word* to, std::uint64_t count) {
+    commonalitiesOfWords(groupSizes, rows, to, count);
+    if (options.exclude) excludeOfWords(rows, to, count);
+  };
   for (std::size_t position = 0; position < options.attributes.size(); ++position) {
     PositionQueue queue;
     std::uint64_t lastValue = 0;
@@ -52,10 +64,25 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
         mask.size = remaining;
         collectGroups(valueIndex, block, groupSizes, rowPointers);
       }
-      readBlock(files, start, block);
+      // The block is read in tiles on every core into its rows, and each
+      // tile's mask computed (and narrowed, with -x) as soon as it is in.
+      // The last word holds the rows' padding, which is final only when the
+      // whole block is: its mask is computed again then.
+      TileSteps steps{
+          [&](unsigned slot, std::uint64_t first, std::uint64_t end, const std::vector<Word*>&) {
+            std::vector<const Word*>& rows = tileRows[slot];
+            rows.assign(rowPointers.begin(), rowPointers.end());
+            for (const Word*& row : rows) row += first;
+            maskOf(rows, maskWords(mask) + first, end - first);
+          },
+          0, [](unsigned, std::uint64_t, std::uint64_t, const std::vector<Word*>&) {}};
+      steps.intoBlock = true;
+      readBlockInTiles(files, start, block, steps);
+      const std::uint64_t last = wordsOf(block.rowSize) - 1;
+      lastWords.assign(rowPointers.begin(), rowPointers.end());
+      for (const Word*& row : lastWords) row += last;
+      maskOf(lastWords, maskWords(mask) + last, 1);
       partRows.resize(rowPointers.size());
-      commonalities(groupSizes, rowPointers, block, mask);
-      if (options.exclude) exclude(block, rowPointers, mask);
       appendPartialResult(mask.data, mask.size, kPartialResultsFile);
       if (!options.exclude) exclude(block, rowPointers, mask);
 

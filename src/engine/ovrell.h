@@ -85,9 +85,9 @@ class Ovrell {
   // `scratchPerByte` bytes for each byte of a file's row in the tile, and
   // `scratchPerTile` words more. A tile holds tileBytes of the files and of
   // the scratch (at least one word of each file). The tiles land in small
-  // buffers that are reused,
-  // and the block's storage is not touched. Up to 128 files stay open
-  // during the block; with more, every read opens its file.
+  // buffers that are reused, and the block's storage is not touched, unless
+  // `intoBlock` asks for the block's rows. Up to 128 files stay open during
+  // the block; with more, every read opens its file.
   // When a file kept open is too short for the block as the block begins,
   // nothing of the block is worked on before readBlock reads it whole, and
   // its message names the first file in list order that cannot be read. When
@@ -104,6 +104,10 @@ class Ovrell {
         commit;
     bool backwards = false;  // the tiles from the block's last to its first
     std::uint64_t scratchPerTile = 0;
+    // The tiles are read into the block's rows, which then hold the whole
+    // block, padding included, byte for byte as readBlock leaves it (the
+    // padding's bit inversion comes after the last commit).
+    bool intoBlock = false;
   };
   // The words of each file in one tile of readBlockInTiles, for `files`
   // files and `scratchPerByte` (before the block's own length caps it); a

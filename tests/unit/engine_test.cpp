@@ -116,6 +116,13 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
           << round;
     const bool untouched = std::all_of(tiled.begin(), tiled.end(), [](int c) { return c == 0xAB; });
     EXPECT_TRUE(untouched) << round;
+    // Into the block's rows: byte for byte what readBlock leaves, stale padding included.
+    std::vector<unsigned char> kept(whole.size() + 8, 0x5C), plain(kept);
+    engine.readBlock(files, start, {plain.data(), size, n});
+    steps.intoBlock = true;
+    next = backwards ? pitch / 8 : 0;
+    engine.readBlockInTiles(files, start, {kept.data(), size, n}, steps);
+    EXPECT_TRUE(kept == plain) << round;
   }
   std::vector<unsigned char> rows(16);
   std::ostringstream err;
