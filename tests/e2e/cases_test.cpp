@@ -183,6 +183,11 @@ TEST(Cases, StreamsStatusAndFilesOfEveryMessageFormatAndAttribute) {
       {kT, "-m|243|-q|-d|dis|T|T", "", 0,
        "FF FF FF FF" + kF8 + " " + kF8 + "FF FF FF FF" + kF8 + " 30 30 30 30 30 30 30 30", kX20,
        "dis_0=" + kLines20 + ";dis_1=(93-94)\n;"},
+      // With -b the padding the earlier blocks left has its bits reversed as well (07 becomes E0).
+      {kT, "-b|-m|243|-q|-x|-d|dis|T|T", "", 0,
+       "00 00 00 0000 00 00 00 00 00 00 E0 07 00 00 00 00 00 00 0000 00 00 0000 00 00 00 00 00 00"
+       " E0 30 30 30 30 30 30 30 30",
+       kX20, "dis_0=(102-103)\n(101-102)\n(89-90)\n(88-89)\n;dis_1=(89-90)\n;"},
       // The linear algorithm starts the second attribute on the lists the first left linked.
       {kAB, "-d|dis|A|B", "", 0, "12 418F CF", kABData,
        "dis_0=(3-3)\n;dis_1=(14-14)\n(13-13)\n(12-12)\n(7-7)\n(5-5)\n(4-4)\n(0-0)\n;"},
