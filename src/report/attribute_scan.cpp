@@ -30,9 +30,11 @@ struct MaskCounts {
 // whole words), to those that also differ between the rows, and counts as
 // it goes; appends to `lines` the lines that hold an informative bit. Runs
 // over stretches of words, row by row, which vectorises; lines without a
-// bit to count are passed over at once.
+// bit to count are passed over at once. With `allUniform` (no group has two
+// files, so every bit is uniform inside every group) the mask is not read:
+// it becomes the bits that differ.
 MaskCounts excludeAndCount(const std::vector<const Word*>& rows, Word* mask, std::uint64_t size,
-                           std::vector<std::uint32_t>& lines) {
+                           bool allUniform, std::vector<std::uint32_t>& lines) {
   constexpr std::uint64_t kStretch = 256;  // words, a multiple of a line
   Word differs[kStretch];
   MaskCounts counts;
@@ -40,20 +42,36 @@ MaskCounts excludeAndCount(const std::vector<const Word*>& rows, Word* mask, std
   // The row's padding counts for nothing: uniform, so not varying, and
   // then not informative either.
   const Word padding = size % 8 == 0 ? 0 : ~((Word{1} << (8 * (size % 8))) - 1);
-  if (count > 0) mask[count - 1] |= padding;
+  if (count > 0 && !allUniform) mask[count - 1] |= padding;
   for (std::uint64_t base = 0; base < count; base += kStretch) {
     const std::uint64_t n = std::min(kStretch, count - base);
-    differencesOf(rows, base, n, differs);
-    if (base + n == count) differs[n - 1] &= ~padding;
     Word* const at = mask + base;
+    differencesOf(rows, base, n, allUniform ? at : differs);
+    if (base + n == count) (allUniform ? at : differs)[n - 1] &= ~padding;
+    // Most stretches hold no bit that is not uniform, and none that is
+    // informative: passes over the whole stretch, which vectorise, tell.
+    Word anyNotUniform = 0, anyInformative = 0;
+    if (!allUniform)
+      for (std::uint64_t i = 0; i < n; ++i) anyNotUniform |= ~at[i];
+    if (anyNotUniform == 0) {
+      if (allUniform)
+        for (std::uint64_t i = 0; i < n; ++i) anyInformative |= at[i];
+      else
+        for (std::uint64_t i = 0; i < n; ++i) anyInformative |= at[i] &= differs[i];
+      if (anyInformative == 0) continue;
+    }
     for (std::uint64_t line = 0; line < n; line += 8) {
       const std::uint64_t end = std::min(n, line + 8);
-      Word notUniform = 0, informative = 0;
-      for (std::uint64_t i = line; i < end; ++i) notUniform |= ~at[i];
-      if (notUniform != 0)
-        for (std::uint64_t i = line; i < end; ++i)
-          counts.varying += static_cast<std::uint64_t>(__builtin_popcountll(~at[i]));
-      for (std::uint64_t i = line; i < end; ++i) informative |= at[i] &= differs[i];
+      if (anyNotUniform != 0) {  // the mask is not narrowed yet
+        Word notUniform = 0;
+        for (std::uint64_t i = line; i < end; ++i) notUniform |= ~at[i];
+        if (notUniform != 0)
+          for (std::uint64_t i = line; i < end; ++i)
+            counts.varying += static_cast<std::uint64_t>(__builtin_popcountll(~at[i]));
+        for (std::uint64_t i = line; i < end; ++i) at[i] &= differs[i];
+      }
+      Word informative = 0;
+      for (std::uint64_t i = line; i < end; ++i) informative |= at[i];
       if (informative == 0) continue;
       for (std::uint64_t i = line; i < end; ++i)
         counts.informative += static_cast<std::uint64_t>(__builtin_popcountll(at[i]));
@@ -110,6 +128,9 @@ void AttributeScan::scan(Findings& findings) {
     groupSizes.push_back(static_cast<unsigned int>(group.files->size()));
     entryFiles.insert(entryFiles.end(), group.files->begin(), group.files->end());
   }
+  // Every bit is uniform inside groups of one file: the mask is not computed.
+  const bool allSingle =
+      std::all_of(groupSizes.begin(), groupSizes.end(), [](unsigned int size) { return size < 2; });
   single_list<NodeType> zeros(files_.size()), ones(files_.size());
   engine_.pushGroupNodes(reinterpret_cast<NodeType*>(nodes_.data), groupRows_, groupSizes.size(),
                          zeros);
@@ -143,10 +164,11 @@ void AttributeScan::scan(Findings& findings) {
       slot.rows.clear();
       for (std::size_t file : entryFiles) slot.rows.push_back(fileRows[file]);
       Word* mask = engine_.tileScratch(slotIndex);
-      engine_.commonalitiesOfWords(groupSizes, slot.rows, mask, count);
-      if (picture) std::memcpy(mask + count, mask, count * sizeof(Word));
+      if (!allSingle) engine_.commonalitiesOfWords(groupSizes, slot.rows, mask, count);
+      if (picture && allSingle) std::fill(mask + count, mask + 2 * count, ~Word{0});
+      if (picture && !allSingle) std::memcpy(mask + count, mask, count * sizeof(Word));
       slot.lines.clear();
-      const MaskCounts counts = excludeAndCount(slot.rows, mask, bytes, slot.lines);
+      const MaskCounts counts = excludeAndCount(slot.rows, mask, bytes, allSingle, slot.lines);
       slot.varying = counts.varying, slot.informative = counts.informative;
     };
     auto commit = [&](unsigned slotIndex, std::uint64_t first, std::uint64_t end,

@@ -1,11 +1,12 @@
 // ovrell-report against models on random small projects: its informative
 // bits are ovrell's -x mask and its stretches what ovrell -x -d writes (the
-// built ovrell, run once per attribute); its counts, region bytes and field
-// bits are what the files hold, read the slow way.
+// built ovrell, run once per attribute); its counts, region bytes, field
+// bits and picture cells are what the files hold, read the slow way.
 #include <gtest/gtest.h>
 
 #include <map>
 #include <random>
+#include <regex>
 
 #include "report_runner.h"
 
@@ -57,19 +58,34 @@ int bitAt(const std::string& data, std::uint64_t position) {
 }
 
 // Checks the counts, region values and field values of attribute `a`
-// against the files, read bit by bit.
-void expectModel(const Project& p, std::size_t attribute, const json& a) {
+// against the files, read bit by bit, and the classes of its picture's
+// cells (`cells`: each cell's first byte and class), with the fields as the
+// informative bits.
+void expectModel(const Project& p, std::size_t attribute, const json& a,
+                 const std::vector<std::pair<std::uint64_t, std::string>>& cells) {
   std::map<std::string, std::vector<std::size_t>> groups;
   for (std::size_t i = 0; i < p.data.size(); ++i)
     if (!p.values[attribute][i].empty()) groups[p.values[attribute][i]].push_back(i);
   std::uint64_t varying = 0;
   const std::uint64_t bits = 8 * p.data[0].size();
+  std::vector<std::string> classes(p.data[0].size(), "constant");  // per byte
+  for (const json& f : a["fields"])
+    for (std::uint64_t q = f["first_bit"]; q <= f["last_bit"]; ++q) classes[q / 8] = "informative";
   for (std::uint64_t q = 0; q < bits; ++q) {
     bool varies = false;
     for (const auto& group : groups)
       for (std::size_t file : group.second)
         varies |= bitAt(p.data[file], q) != bitAt(p.data[group.second[0]], q);
     varying += varies;
+    if (varies && classes[q / 8] == "constant") classes[q / 8] = "varying";
+  }
+  for (std::size_t c = 0; c < cells.size(); ++c) {
+    const std::uint64_t end = c + 1 < cells.size() ? cells[c + 1].first : classes.size();
+    std::string expected = "constant";
+    for (std::uint64_t b = cells[c].first; b < end; ++b)
+      if (classes[b] == "informative" || (classes[b] == "varying" && expected == "constant"))
+        expected = classes[b];
+    EXPECT_EQ(cells[c].second, expected) << "cell at byte " << cells[c].first;
   }
   EXPECT_EQ(a["bits"]["varying"], varying);
   EXPECT_EQ(a["bits"]["informative"].get<std::uint64_t>() +
@@ -116,8 +132,17 @@ TEST(ReportModel, AgreesWithOvrellAndWithTheFiles) {
     const bool transformed = trial % 4 == 3;
     if (transformed) options.insert(options.end(), {"-b", "-e", "2"});
     std::vector<std::string> args = options;
-    args.insert(args.end(), {"A", "B"});
+    args.insert(args.end(), {"--html", "page.html", "A", "B"});
     const json report = reportJson(sb, args);
+    // The picture's cells, attribute after attribute (each starts again at byte 0).
+    std::vector<std::vector<std::pair<std::uint64_t, std::string>>> cells;
+    const std::string page = slurp(sb.path("page.html"));
+    const std::regex rect("<rect data-offset=\"(\\d+)\"[^>]*class=\"(\\w+)\"");
+    for (std::sregex_iterator m(page.begin(), page.end(), rect), end; m != end; ++m) {
+      if ((*m)[1] == "0") cells.emplace_back();
+      cells.back().emplace_back(std::stoull((*m)[1]), (*m)[2]);
+    }
+    ASSERT_EQ(cells.size(), 2u);
     for (std::size_t attribute = 0; attribute < 2; ++attribute) {
       const json& a = report["attributes"][attribute];
       std::vector<std::string> alone = options;
@@ -133,7 +158,7 @@ TEST(ReportModel, AgreesWithOvrellAndWithTheFiles) {
       for (const json& f : a["fields"])
         for (std::uint64_t q = f["first_bit"]; q <= f["last_bit"]; ++q) mask.at(q) = '1';
       EXPECT_EQ(mask, ovrell.out);
-      if (!transformed) expectModel(p, attribute, a);
+      if (!transformed) expectModel(p, attribute, a, cells[attribute]);
     }
   }
 }
