@@ -35,11 +35,15 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
   std::vector<unsigned int> groupSizes;
   std::vector<unsigned long long*> rowPointers, partRows;
   std::vector<std::vector<const Word*>> tileRows(tileSlots());  // per slot
-  std::vector<const Word*> lastWords;
-  // The mask of `count` words of the rows (narrowed with -x).
-  auto maskOf = [&](const std::vector<const Word*>& rows, Word* to, std::uint64_t count) {
-    commonalitiesOfWords(groupSizes, rows, to, count);
-    if (options.exclude) excludeOfWords(rows, to, count);
+  // The mask of words [first, end) of the block (narrowed with -x), with the
+  // slot's row list.
+  auto maskWordsOf = [&](unsigned slot, std::uint64_t first, std::uint64_t end,
+                         const std::vector<Word*>&) {
+    std::vector<const Word*>& rows = tileRows[slot];
+    rows.assign(rowPointers.begin(), rowPointers.end());
+    for (const Word*& row : rows) row += first;
+    commonalitiesOfWords(groupSizes, rows, maskWords(mask) + first, end - first);
+    if (options.exclude) excludeOfWords(rows, maskWords(mask) + first, end - first);
   };
   for (std::size_t position = 0; position < options.attributes.size(); ++position) {
     PositionQueue queue;
@@ -68,20 +72,12 @@ void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeI
       // tile's mask computed (and narrowed, with -x) as soon as it is in.
       // The last word holds the rows' padding, which is final only when the
       // whole block is: its mask is computed again then.
-      TileSteps steps{
-          [&](unsigned slot, std::uint64_t first, std::uint64_t end, const std::vector<Word*>&) {
-            std::vector<const Word*>& rows = tileRows[slot];
-            rows.assign(rowPointers.begin(), rowPointers.end());
-            for (const Word*& row : rows) row += first;
-            maskOf(rows, maskWords(mask) + first, end - first);
-          },
-          0, [](unsigned, std::uint64_t, std::uint64_t, const std::vector<Word*>&) {}};
+      TileSteps steps{maskWordsOf, 0,
+                      [](unsigned, std::uint64_t, std::uint64_t, const std::vector<Word*>&) {}};
       steps.intoBlock = true;
       readBlockInTiles(files, start, block, steps);
       const std::uint64_t last = wordsOf(block.rowSize) - 1;
-      lastWords.assign(rowPointers.begin(), rowPointers.end());
-      for (const Word*& row : lastWords) row += last;
-      maskOf(lastWords, maskWords(mask) + last, 1);
+      maskWordsOf(0, last, last + 1, {});  // every slot is free again
       partRows.resize(rowPointers.size());
       appendPartialResult(mask.data, mask.size, kPartialResultsFile);
       if (!options.exclude) exclude(block, rowPointers, mask);
