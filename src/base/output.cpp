@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstring>
 #include <iostream>
@@ -17,8 +18,8 @@ namespace {
 // A result file as it was before the run. Filled before any signal handler
 // is installed and never resized afterwards, so the handlers may read it.
 struct Remembered {
-  std::string name;
-  bool existed;
+  std::string name, target;  // as given, and with its symbolic links followed
+  bool existed, special;
   off_t length;
   volatile std::sig_atomic_t opened;
 };
@@ -33,16 +34,34 @@ std::string& scratchFile() {
 }
 volatile std::sig_atomic_t cleanedUp = 0;
 
+// The file `name` stands for once its symbolic links are followed, whether
+// the last one points to a file that is there or not; `name` itself when it
+// is no link (or a loop of them).
+std::string linkTarget(const std::string& name) {
+  std::string target = name;
+  for (int hops = 0; hops < 40; ++hops) {
+    struct stat status {};
+    if (::lstat(target.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return target;
+    std::string link(PATH_MAX, '\0');
+    const ssize_t length = ::readlink(target.c_str(), &link[0], link.size());
+    if (length < 0) return target;
+    link.resize(static_cast<std::size_t>(length));
+    const std::size_t slash = target.rfind('/');
+    target = link[0] == '/' || slash == std::string::npos ? link : target.substr(0, slash + 1) + link;
+  }
+  return name;
+}
+
 // Only calls that are safe in a signal handler.
 void putBack() {
   if (cleanedUp) return;
   cleanedUp = 1;
   for (const Remembered& file : remembered()) {
-    if (!file.opened) continue;
+    if (!file.opened || file.special) continue;
     if (file.existed)
-      static_cast<void>(::truncate(file.name.c_str(), file.length));
+      static_cast<void>(::truncate(file.target.c_str(), file.length));
     else
-      ::unlink(file.name.c_str());
+      ::unlink(file.target.c_str());
   }
   if (!scratchFile().empty()) ::unlink(scratchFile().c_str());
 }
@@ -100,7 +119,9 @@ void registerResultFiles(const std::vector<std::string>& names, const std::strin
   for (const std::string& name : names) {
     struct stat status {};
     const bool existed = ::stat(name.c_str(), &status) == 0;
-    files.push_back(Remembered{name, existed, existed ? status.st_size : 0, 0});
+    const bool special = existed && !S_ISREG(status.st_mode);
+    files.push_back(
+        Remembered{name, linkTarget(name), existed, special, existed ? status.st_size : 0, 0});
   }
   scratchFile() = scratch;
 }
@@ -201,6 +222,11 @@ bool ResultFile::open(const std::string& name, bool privateScratch) {
   const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | (privateScratch ? O_NOFOLLOW : 0);
   const int fd = ::open(name.c_str(), flags, privateScratch ? 0600 : 0666);
   if (fd < 0) return false;
+  struct stat status {};
+  if (privateScratch && (::fstat(fd, &status) != 0 || status.st_uid != ::geteuid())) {
+    ::close(fd);
+    failRun("the scratch file '", name, "' belongs to another user");
+  }
   buffer_ = new CheckedBuffer(fd, "'" + name + "'");
   stream_.rdbuf(buffer_);
   return true;

@@ -49,7 +49,9 @@ template <typename... Parts>
 
 // Remembers how the files `names` are now (there or not, and their length),
 // so that a failed run can put back the ones it then opens through a
-// ResultFile. Call once, before the first ResultFile is opened and before
+// ResultFile. A symbolic link stands for its target: the target is cut back
+// or removed, never the link. A device, pipe or other file that is not
+// regular is left as it is. Call once, before the first ResultFile is opened and before
 // installSignalCleanup. `scratch` names a file in the working directory that
 // a failed or interrupted run removes (empty: none).
 void registerResultFiles(const std::vector<std::string>& names, const std::string& scratch);
@@ -88,10 +90,12 @@ class CheckedBuffer : public std::streambuf {
   std::unique_ptr<char[]> buffer_;  // not cleared: only what is written is touched
 };
 
-// Opens a result file for appending, creating it when it is not there.
-// `privateScratch`: mode 0600 and never through a symbolic link (a link
-// there counts as a file that cannot be opened). Returns false when the file
-// cannot be opened; the caller decides what that means.
+// Opens a result file for appending, creating it when it is not there; a
+// symbolic link is followed and its target written. `privateScratch`: mode
+// 0600 and never through a symbolic link (a link there counts as a file that
+// cannot be opened), and a file of another user there ends the run through
+// failRun. Returns false when the file cannot be opened; the caller decides
+// what that means.
 class ResultFile {
  public:
   bool open(const std::string& name, bool privateScratch = false);
