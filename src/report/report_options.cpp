@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "base/fatal.h"
+#include "base/version.h"
 
 namespace po = boost::program_options;
 
@@ -69,7 +70,7 @@ void parseReportCommandLine(int argc, char** argv, Options& options, ReportOptio
     exitProcess(0);
   }
   if (map.count("version")) {
-    std::cout << "Ovrell-report - version 1.1.1, " << kVersionNotice << std::endl;
+    std::cout << "Ovrell-report - version " << kVersion << ", " << kVersionNotice << std::endl;
     exitProcess(0);
   }
   if (limitText.empty() || limitText.size() > 18 ||
