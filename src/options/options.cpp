@@ -184,8 +184,7 @@ void Options::parseCommandLine(int argc, char** argv) {
   }
   if (map.count("version")) {
     std::cout << "Ovrell - version " << kVersionMajor << "." << kVersionMinor << "."
-              << kVersionPatch << ", " << kVersionNotice
-              << std::endl;
+              << kVersionPatch << ", " << kVersionNotice << std::endl;
     exitProcess(0);
   }
   applySwitches(map, *this);
