@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <new>
@@ -64,6 +65,7 @@ void putBack() {
       ::unlink(file.target.c_str());
   }
   if (!scratchFile().empty()) ::unlink(scratchFile().c_str());
+  discardTemporaryFiles();
 }
 
 extern "C" void onSignal(int signalNumber) {
@@ -77,6 +79,8 @@ extern "C" void onSignal(int signalNumber) {
 
 CheckedBuffer* standardOutput = nullptr;
 volatile std::sig_atomic_t standardOutputFailed = 0;
+bool closedStandardOutputTolerated = false;
+bool standardOutputWasClosed = false;
 
 constexpr std::size_t kBufferSize = 1 << 16;
 
@@ -148,16 +152,25 @@ void installSignalCleanup() {
   }
 }
 
-void writeAll(int fd, const void* data, std::size_t size, const std::string& what) {
-  const char* at = static_cast<const char*>(data);
+namespace {
+
+// Writes all `size` bytes to `fd`; returns 0, or the reason it could not.
+int tryWriteAll(int fd, const char* at, std::size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(fd, at, size);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0)
-      failRun("cannot write ", what, ": ", std::strerror(written < 0 ? errno : EIO));
+    if (written <= 0) return written < 0 ? errno : EIO;
     at += written;
     size -= static_cast<std::size_t>(written);
   }
+  return 0;
+}
+
+}  // namespace
+
+void writeAll(int fd, const void* data, std::size_t size, const std::string& what) {
+  if (const int error = tryWriteAll(fd, static_cast<const char*>(data), size))
+    failRun("cannot write ", what, ": ", std::strerror(error));
 }
 
 CheckedBuffer::CheckedBuffer(int fd, std::string name)
@@ -169,6 +182,16 @@ CheckedBuffer::~CheckedBuffer() { close(); }
 
 void CheckedBuffer::writeOut(const char* data, std::size_t size) {
   if (this == standardOutput && standardOutputFailed) return;
+  if (this == standardOutput && closedStandardOutputTolerated) {
+    const int error = tryWriteAll(fd_, data, size);
+    if (error == EPIPE || error == EBADF) {
+      standardOutputFailed = 1;
+      standardOutputWasClosed = true;
+    } else if (error != 0) {
+      failRun("cannot write ", name_, ": ", std::strerror(error));
+    }
+    return;
+  }
   writeAll(fd_, data, size, name_);
 }
 
@@ -239,4 +262,41 @@ void ResultFile::close() {
   stream_.rdbuf(nullptr);
   buffer->close();
   delete buffer;
+}
+
+void keepRunningWhenStandardOutputCloses() {
+  closedStandardOutputTolerated = true;
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool standardOutputClosed() { return standardOutputWasClosed; }
+
+namespace {
+char* volatile temporaryFiles[16];
+}  // namespace
+
+void registerTemporaryFile(const std::string& name) {
+  for (char* volatile& slot : temporaryFiles) {
+    if (slot != nullptr) continue;
+    slot = ::strdup(name.c_str());
+    return;
+  }
+  failRun("too many temporary files at once: ", name);
+}
+
+void forgetTemporaryFile(const std::string& name) {
+  for (char* volatile& slot : temporaryFiles) {
+    if (slot == nullptr || name != slot) continue;
+    char* const held = slot;
+    slot = nullptr;
+    std::free(held);
+  }
+}
+
+void discardTemporaryFiles() {
+  for (char* volatile& slot : temporaryFiles) {
+    if (slot == nullptr) continue;
+    ::unlink(slot);
+    slot = nullptr;  // not freed: this may run in a signal handler
+  }
 }

@@ -113,6 +113,22 @@ class ResultFile {
 // Writes all `size` bytes to `fd`, or ends the run naming `what`.
 void writeAll(int fd, const void* data, std::size_t size, const std::string& what);
 
+// A standard output that is closed, or whose reader has gone (EPIPE; SIGPIPE
+// is then ignored), no longer ends the run once this was called: what is
+// written there is dropped and standardOutputClosed() says so. Other
+// failures of standard output still end the run. Call before
+// installSignalCleanup.
+void keepRunningWhenStandardOutputCloses();
+bool standardOutputClosed();
+
+// Temporary files that a failed or interrupted run removes (by failRun, the
+// signal handlers and discardTemporaryFiles): at most 16 at a time.
+// `forgetTemporaryFile` once one has been renamed to its final name.
+void registerTemporaryFile(const std::string& name);
+void forgetTemporaryFile(const std::string& name);
+// Removes the registered files; safe in a signal handler.
+void discardTemporaryFiles();
+
 template <typename... Parts>
 void failRun(const Parts&... parts) {
   std::ostringstream message;
