@@ -94,21 +94,45 @@ TEST(Report, TarArchivesDifferInTheModeAndChecksumFields) {
 }
 
 // File names and values with quotes, control characters and bytes that are
-// not UTF-8 still make a JSON document that a strict parser reads; such
-// bytes become U+FFFD.
+// not UTF-8 (alone, overlong, a surrogate, cut short) make a JSON document
+// in which every value keeps a key of its own: such a byte is the lone
+// surrogate \udcXX, and Python's surrogateescape gives the bytes back.
 TEST(Report, JsonOfNamesThatAreNotPlainText) {
   using namespace std::string_literals;
   const Sandbox sb;
-  const std::string odd = "a\"b\x01\xff", shown = "a\"b\x01\xEF\xBF\xBD";
-  sb.put(odd, "\x0f"s);
-  sb.put("b", "\xf0"s);
-  sb.put("p.txt", "file v\n'" + odd + "' '" + odd + "'\nb \\\\\n");
-  const json a = reportJson(sb, {"-p", "p.txt"})["attributes"][0];
-  EXPECT_EQ(a["groups"][0]["value"], "\\");  // groups in byte order of their values
-  EXPECT_EQ(a["groups"][1]["value"], shown);
-  EXPECT_EQ(a["groups"][1]["files"][0], shown);
-  EXPECT_EQ(a["regions"][0]["values"][shown], "0f");
-  EXPECT_EQ(a["fields"][0]["values"]["\\"], "11110000");
+  const std::string values[] = {"a\"b\x01\xff", "\xc0\x80",     "\xc3\xa9",         "\xe2\x82",
+                                "\xed\xa0\x80", "\xef\xbf\xbd", "\xf0\x9f\x98\x80", "\xfe"};
+  std::string project = "file v\n";
+  for (int i = 0; i < 8; ++i) {
+    const std::string file = i == 0 ? values[0] : std::to_string(i);
+    sb.put(file, std::string(1, static_cast<char>(i)));
+    project += "'" + file + "' '" + values[i] + "'\n";
+  }
+  sb.put("p.txt", project);
+  ASSERT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "r.json"}).status, 0);
+  EXPECT_NE(
+      slurp(sb.path("r.json"))
+          .find(R"("groups": [{"value": "a\"b\u0001\udcff", "files": ["a\"b\u0001\udcff"]}, )"
+                R"({"value": "\udcc0\udc80", "files": ["1"]}, {"value": "é", "files": ["2"]}, )"
+                R"({"value": "\udce2\udc82", "files": ["3"]}, )"
+                R"({"value": "\udced\udca0\udc80", "files": ["4"]}, )"
+                "{\"value\": \"\xef\xbf\xbd\", \"files\": [\"5\"]}, "
+                "{\"value\": \"\xf0\x9f\x98\x80\", \"files\": [\"6\"]}, "
+                R"({"value": "\udcfe", "files": ["7"]}])"),
+      std::string::npos)
+      << slurp(sb.path("r.json"));
+  const std::string script =
+      "import json\na = json.load(open('" + sb.path("r.json") +
+      "'))['attributes'][0]\nprint(len(a['regions'][0]['values']), "
+      "[g['value'].encode('utf-8', 'surrogateescape') for g in a['groups']])";
+  std::FILE* python = popen(("python3 -c \"" + script + "\"").c_str(), "r");
+  char line[512] = "";
+  ASSERT_TRUE(python != nullptr && std::fgets(line, sizeof line, python) != nullptr);
+  pclose(python);
+  EXPECT_EQ(std::string(line),
+            R"(8 [b'a"b\x01\xff', b'\xc0\x80', b'\xc3\xa9', b'\xe2\x82', b'\xed\xa0\x80', )"
+            R"(b'\xef\xbf\xbd', b'\xf0\x9f\x98\x80', b'\xfe'])"
+            "\n");
 }
 
 // The mistakes both programs can be given: the same message and status. The
@@ -215,6 +239,24 @@ TEST(Report, TableWithFields) {
             "  0x00000003-0x00000004       2  10 7f                 13 7e\n"
             "    bits 30-31                2  00                    11\n"
             "    bits 39-39                1  1                     0\n");
+}
+
+// Names and values reach the terminal as JSON escapes them (C1 controls and
+// DEL too), and `"` and `\` are escaped in the text column.
+TEST(Report, TableEscapesWhatATerminalWouldActOn) {
+  const Sandbox sb;
+  sb.put("p.txt", "file 'v\x01'\na '\x1b[31m'\nb '\x7f\xc2\x9b\xff'\n");
+  sb.put("a", "\"\\");
+  sb.put("b", "AB");
+  EXPECT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt"}).out,
+            "2 files of 2 bytes (16 bits)\n\n"
+            "attribute v\\u0001: 2 groups\n"
+            "  \\u001b[31m          1 file\n"
+            "  \\u007f\\u009b\\udcff  1 file\n"
+            "  bits: 8 informative, 8 constant, 0 varying\n"
+            "  1 region, 3 fields, 8 stretches\n"
+            "  bytes                  length  \\u001b[31m          \\u007f\\u009b\\udcff\n"
+            "  0x00000000-0x00000001       2  22 5c  \"\\\"\\\\\"       41 42  \"AB\"\n");
 }
 
 }  // namespace
