@@ -260,3 +260,38 @@ TEST(Report, TableEscapesWhatATerminalWouldActOn) {
 }
 
 }  // namespace
+
+namespace {
+
+// Files of two sizes whose differing byte is the one before the last: the
+// first two columns grow to hold the offsets, positions and lengths (sparse
+// files; the one past 4 GiB takes about 30 s and is excluded with -E
+// HugeFiles).
+void expectTableOfSparseFiles(off_t size, bool bits, const std::string& table) {
+  const Sandbox sb;
+  sb.put("p.txt", "file g\nh1 a\nh2 b\n");
+  sb.put("h1", "");
+  sb.put("h2", "");
+  ASSERT_EQ(truncate(sb.path("h1").c_str(), size) | truncate(sb.path("h2").c_str(), size), 0);
+  std::fstream(sb.path("h2"), std::ios::in | std::ios::out | std::ios::binary).seekp(size - 2)
+      << '\x01';
+  std::vector<std::string> args{"-p", "p.txt"};
+  if (bits) args.push_back("--bits");
+  const std::string out = run(sb, REPORT_BINARY, args).out;
+  EXPECT_EQ(out.substr(out.find("  bytes")), table);
+}
+
+TEST(Report, TableColumnsGrowWithTheFileSize) {
+  expectTableOfSparseFiles(10000002, true,
+                           "  bytes                      length  a                     b\n"
+                           "  0x00989680-0x00989680           1  00                    01\n"
+                           "    bits 80000007-80000007        1  0                     1\n");
+}
+
+TEST(Report, HugeFilesTableColumns) {
+  expectTableOfSparseFiles((off_t{1} << 32) + 4, false,
+                           "  bytes                       length  a        b\n"
+                           "  0x100000002-0x100000002          1  00       01\n");
+}
+
+}  // namespace
