@@ -9,7 +9,9 @@
 // writing are put back as they were before it (removed if it created them,
 // cut back to their old length if it appended to older ones), the scratch
 // files it registered are removed, `ovrell: ` and what failed is printed
-// with the system's reason, and the status is 1. SIGINT, SIGTERM, SIGHUP,
+// with the system's reason, and the status is 1 (a program may choose to
+// outlive a closed standard output: keepRunningWhenStandardOutputCloses).
+// SIGINT, SIGTERM, SIGHUP,
 // SIGPIPE and SIGXFSZ do the same clean-up and then end the process by the
 // same signal, so that a shell sees it. Signals that were ignored when the
 // process started stay ignored; a write then fails with its own reason.

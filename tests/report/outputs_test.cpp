@@ -69,6 +69,18 @@ TEST(ReportOutputs, LinksAndStandardOutputAreWrittenThroughNeverReplaced) {
           << option << " " << name;
     }
   EXPECT_EQ(shell(sb, "readlink stdout"), "/proc/self/fd/1\n");
+  // The same through the /dev/stdout of a private mount namespace whose /dev
+  // holds only that link, where namespaces can be made.
+  const std::string dev = shell(sb, std::string("unshare -m sh -c 'mount -t tmpfs tmpfs /dev && "
+                                                "ln -s /proc/self/fd/1 /dev/stdout && ") +
+                                        REPORT_BINARY +
+                                        " -p p.txt --json /dev/stdout > ns.out && ls -A /dev && "
+                                        "readlink /dev/stdout' 2>&1");
+  if (dev.rfind("unshare", 0) == 0)
+    std::cout << "not tried in a mount namespace: " << dev;
+  else
+    EXPECT_EQ(std::make_pair(dev, slurp(sb.path("ns.out"))),
+              std::make_pair(std::string("stdout\n/proc/self/fd/1\n"), json));
 }
 
 TEST(ReportOutputs, PathsAreCheckedBeforeAnythingIsWritten) {
