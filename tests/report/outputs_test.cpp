@@ -51,13 +51,14 @@ TEST(ReportOutputs, LinksAndStandardOutputAreWrittenThroughNeverReplaced) {
   // A link to a file not there yet and a link to an old file of mode 0640.
   sb.put("old.html", "old");
   chmod(sb.path("old.html").c_str(), 0640);
-  symlink("new.json", sb.path("j").c_str());
+  boost::filesystem::create_directory(sb.path("d"));
+  symlink("../new.json", sb.path("d/j").c_str());
   symlink("old.html", sb.path("h").c_str());
   symlink("/proc/self/fd/1", sb.path("stdout").c_str());
-  const Outcome linked = run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "j", "--html", "h"});
+  const Outcome linked = run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "d/j", "--html", "h"});
   EXPECT_EQ(linked.status, 0) << linked.err;
-  EXPECT_EQ(shell(sb, "readlink j h; stat -c %a old.html; cat new.json old.html"),
-            "new.json\nold.html\n640\n" + json + html);
+  EXPECT_EQ(shell(sb, "readlink d/j h; stat -c %a old.html; cat new.json old.html"),
+            "../new.json\nold.html\n640\n" + json + html);
   // Standard output named by "-", /dev/stdout or a link of our own to it
   // (as a /dev/stdout of a private mount namespace would be): the output
   // replaces the table there, and the link stays.
@@ -121,17 +122,24 @@ TEST(ReportOutputs, ClosedStandardOutputCutsOnlyTheTable) {
   const std::string json = slurp(sb.path("r.json")), html = slurp(sb.path("r.html"));
   std::remove(sb.path("r.json").c_str());
   sb.put("r.html", "old");
-  const std::string report = std::string("'") + REPORT_BINARY + "' -p p.txt --limit 0 ";
-  EXPECT_EQ(shell(sb, "bash -c \"" + report +
-                          "--json r.json --html r.html | head -c 1000 >/dev/null;"
-                          " echo \\${PIPESTATUS[0]}; " +
-                          report + "| head -c 1000 >/dev/null; echo \\${PIPESTATUS[0]}; " + report +
-                          "--json c.json >&-; echo \\$?\" 2>&1"),
+  sb.put("k.json", "old");
+  // The last run writes the picture to a FIFO whose reader goes away: that
+  // is a failed output like any other.
+  sb.put("cut.sh",
+         "r=\"$1 -p p.txt --limit 0\"\n"
+         "$r --json r.json --html r.html | head -c 1000 >/dev/null; echo ${PIPESTATUS[0]}\n"
+         "$r | head -c 1000 >/dev/null; echo ${PIPESTATUS[0]}\n"
+         "$r --json c.json >&-; echo $?\n"
+         "mkfifo f; head -c 10 f >/dev/null & $r --json k.json --html f >/dev/null; echo $?\n");
+  EXPECT_EQ(shell(sb, std::string("bash cut.sh ") + REPORT_BINARY + " 2>&1"),
             "ovrell-report: standard output was closed; the report there was cut, the files are "
             "complete\n1\n"
             "ovrell-report: standard output was closed; the report there was cut\n1\n"
             "ovrell-report: standard output was closed; the report there was cut, the files are "
-            "complete\n1\n");
+            "complete\n1\n"
+            "ovrell-report: cannot write 'f': Broken pipe\n1\n");
+  EXPECT_EQ(slurp(sb.path("k.json")), "old");
+  EXPECT_EQ(hiddenFiles(sb), "");
   EXPECT_EQ(slurp(sb.path("r.json")), json);
   EXPECT_EQ(slurp(sb.path("c.json")), json);
   EXPECT_EQ(slurp(sb.path("r.html")), html);
@@ -203,6 +211,11 @@ TEST(ReportOutputs, FailedRunsLeaveOldOutputsAsTheyWere) {
   for (const char* name : {"theirs.json", "mine.json", "mine.html"})
     EXPECT_EQ(slurp(sb.path(name)), "old") << name;
   EXPECT_EQ(hiddenFiles(sb), "");
+  // Root replaces another user's file with one of the same owner and mode.
+  chmod(sb.path("mine.json").c_str(), 0604);
+  EXPECT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "mine.json"}).status, 0);
+  EXPECT_EQ(shell(sb, "stat -c '%u %a' mine.json; head -c 1 mine.json"),
+            std::to_string(kOtherUser) + " 604\n{");
 }
 
 }  // namespace

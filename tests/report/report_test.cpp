@@ -3,6 +3,7 @@
 // mistakes it shares with ovrell.
 #include <gtest/gtest.h>
 
+#include <iomanip>
 #include <random>
 
 #include "report_runner.h"
@@ -98,41 +99,47 @@ TEST(Report, TarArchivesDifferInTheModeAndChecksumFields) {
 // in which every value keeps a key of its own: such a byte is the lone
 // surrogate \udcXX, and Python's surrogateescape gives the bytes back.
 TEST(Report, JsonOfNamesThatAreNotPlainText) {
-  using namespace std::string_literals;
   const Sandbox sb;
-  const std::string values[] = {"a\"b\x01\xff", "\xc0\x80",     "\xc3\xa9",         "\xe2\x82",
-                                "\xed\xa0\x80", "\xef\xbf\xbd", "\xf0\x9f\x98\x80", "\xfe"};
+  // In byte order; U+0800, U+E000 and U+10FFFF are the edges of valid UTF-8.
+  const std::string values[] = {"a\"b\x01\xff",     "\xc0\x80",     "\xc3\xa9",
+                                "\xe0\xa0\x80",     "\xe2\x82",     "\xed\xa0\x80",
+                                "\xee\x80\x80",     "\xef\xbf\xbd", "\xf0\x9f\x98\x80",
+                                "\xf4\x8f\xbf\xbf", "\xfe"};
   std::string project = "file v\n";
-  for (int i = 0; i < 8; ++i) {
+  for (int i = 0; i < 11; ++i) {
     const std::string file = i == 0 ? values[0] : std::to_string(i);
     sb.put(file, std::string(1, static_cast<char>(i)));
     project += "'" + file + "' '" + values[i] + "'\n";
   }
   sb.put("p.txt", project);
   ASSERT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "r.json"}).status, 0);
+  const std::string json = slurp(sb.path("r.json"));
   EXPECT_NE(
-      slurp(sb.path("r.json"))
-          .find(R"("groups": [{"value": "a\"b\u0001\udcff", "files": ["a\"b\u0001\udcff"]}, )"
+      json.find(R"("groups": [{"value": "a\"b\u0001\udcff", "files": ["a\"b\u0001\udcff"]}, )"
                 R"({"value": "\udcc0\udc80", "files": ["1"]}, {"value": "é", "files": ["2"]}, )"
-                R"({"value": "\udce2\udc82", "files": ["3"]}, )"
-                R"({"value": "\udced\udca0\udc80", "files": ["4"]}, )"
-                "{\"value\": \"\xef\xbf\xbd\", \"files\": [\"5\"]}, "
-                "{\"value\": \"\xf0\x9f\x98\x80\", \"files\": [\"6\"]}, "
-                R"({"value": "\udcfe", "files": ["7"]}])"),
+                "{\"value\": \"\xe0\xa0\x80\", \"files\": [\"3\"]}, "
+                R"({"value": "\udce2\udc82", "files": ["4"]}, )"
+                R"({"value": "\udced\udca0\udc80", "files": ["5"]}, )"
+                "{\"value\": \"\xee\x80\x80\", \"files\": [\"6\"]}, "
+                "{\"value\": \"\xef\xbf\xbd\", \"files\": [\"7\"]}, "
+                "{\"value\": \"\xf0\x9f\x98\x80\", \"files\": [\"8\"]}, "
+                "{\"value\": \"\xf4\x8f\xbf\xbf\", \"files\": [\"9\"]}, "
+                R"({"value": "\udcfe", "files": ["10"]}])"),
       std::string::npos)
-      << slurp(sb.path("r.json"));
+      << json;
   const std::string script =
       "import json\na = json.load(open('" + sb.path("r.json") +
       "'))['attributes'][0]\nprint(len(a['regions'][0]['values']), "
-      "[g['value'].encode('utf-8', 'surrogateescape') for g in a['groups']])";
+      "b''.join(g['value'].encode('utf-8', 'surrogateescape') for g in a['groups']).hex())";
   std::FILE* python = popen(("python3 -c \"" + script + "\"").c_str(), "r");
   char line[512] = "";
   ASSERT_TRUE(python != nullptr && std::fgets(line, sizeof line, python) != nullptr);
   pclose(python);
-  EXPECT_EQ(std::string(line),
-            R"(8 [b'a"b\x01\xff', b'\xc0\x80', b'\xc3\xa9', b'\xe2\x82', b'\xed\xa0\x80', )"
-            R"(b'\xef\xbf\xbd', b'\xf0\x9f\x98\x80', b'\xfe'])"
-            "\n");
+  std::string bytes;
+  for (const std::string& value : values) bytes += value;
+  std::ostringstream hex;
+  for (unsigned char c : bytes) hex << std::hex << std::setw(2) << std::setfill('0') << unsigned{c};
+  EXPECT_EQ(std::string(line), "11 " + hex.str() + "\n");
 }
 
 // The mistakes both programs can be given: the same message and status. The
