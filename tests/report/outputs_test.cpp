@@ -187,7 +187,7 @@ TEST(ReportOutputs, FailedRunsLeaveOldOutputsAsTheyWere) {
   ASSERT_EQ(chmod(sb.dir.c_str(), 01777) | chmod(sb.path("unreadable").c_str(), 0) |
                 chmod(sb.path("theirs.json").c_str(), 0666) |
                 chown(sb.path("theirs.json").c_str(), 65534, 65534) |
-                chown(sb.path("mine.json").c_str(), kOtherUser, kOtherUser) |
+                chown(sb.path("mine.json").c_str(), kOtherUser, 0) |
                 chown(sb.path("mine.html").c_str(), kOtherUser, kOtherUser),
             0);
   const std::vector<std::string> asOther{"--reuid=" + std::to_string(kOtherUser),

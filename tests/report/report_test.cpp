@@ -248,22 +248,23 @@ TEST(Report, TableWithFields) {
             "    bits 39-39                1  1                     0\n");
 }
 
-// Names and values reach the terminal as JSON escapes them (C1 controls and
-// DEL too), and `"` and `\` are escaped in the text column.
+// Names and values reach the terminal as JSON escapes them (the C1 controls
+// and DEL too, U+00A0 not), and `"` and `\` are escaped in the text column.
 TEST(Report, TableEscapesWhatATerminalWouldActOn) {
   const Sandbox sb;
-  sb.put("p.txt", "file 'v\x01'\na '\x1b[31m'\nb '\x7f\xc2\x9b\xff'\n");
+  sb.put("p.txt", "file 'v\x01'\na '\x1b[31m'\nb '\x7f\xc2\x9b\xc2\xa0\xff'\n");
   sb.put("a", "\"\\");
   sb.put("b", "AB");
-  EXPECT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt"}).out,
-            "2 files of 2 bytes (16 bits)\n\n"
-            "attribute v\\u0001: 2 groups\n"
-            "  \\u001b[31m          1 file\n"
-            "  \\u007f\\u009b\\udcff  1 file\n"
-            "  bits: 8 informative, 8 constant, 0 varying\n"
-            "  1 region, 3 fields, 8 stretches\n"
-            "  bytes                  length  \\u001b[31m          \\u007f\\u009b\\udcff\n"
-            "  0x00000000-0x00000001       2  22 5c  \"\\\"\\\\\"       41 42  \"AB\"\n");
+  EXPECT_EQ(
+      run(sb, REPORT_BINARY, {"-p", "p.txt"}).out,
+      "2 files of 2 bytes (16 bits)\n\n"
+      "attribute v\\u0001: 2 groups\n"
+      "  \\u001b[31m            1 file\n"
+      "  \\u007f\\u009b\xc2\xa0\\udcff  1 file\n"
+      "  bits: 8 informative, 8 constant, 0 varying\n"
+      "  1 region, 3 fields, 8 stretches\n"
+      "  bytes                  length  \\u001b[31m            \\u007f\\u009b\xc2\xa0\\udcff\n"
+      "  0x00000000-0x00000001       2  22 5c  \"\\\"\\\\\"         41 42  \"AB\"\n");
 }
 
 }  // namespace
@@ -289,10 +290,10 @@ void expectTableOfSparseFiles(off_t size, bool bits, const std::string& table) {
 }
 
 TEST(Report, TableColumnsGrowWithTheFileSize) {
-  expectTableOfSparseFiles(10000002, true,
-                           "  bytes                      length  a                     b\n"
-                           "  0x00989680-0x00989680           1  00                    01\n"
-                           "    bits 80000007-80000007        1  0                     1\n");
+  expectTableOfSparseFiles(20000002, true,
+                           "  bytes                         length  a                     b\n"
+                           "  0x01312d00-0x01312d00              1  00                    01\n"
+                           "    bits 160000007-160000007         1  0                     1\n");
 }
 
 TEST(Report, HugeFilesTableColumns) {
