@@ -272,31 +272,40 @@ void keepRunningWhenStandardOutputCloses() {
 bool standardOutputClosed() { return standardOutputWasClosed; }
 
 namespace {
-char* volatile temporaryFiles[16];
+
+// A registered name stays in its slot (reachable) until forgotten; removing
+// it in a signal handler only marks it removed.
+struct TemporaryName {
+  char* volatile name;
+  volatile std::sig_atomic_t removed;
+};
+TemporaryName temporaryFiles[16];
+
 }  // namespace
 
 void registerTemporaryFile(const std::string& name) {
-  for (char* volatile& slot : temporaryFiles) {
-    if (slot != nullptr) continue;
-    slot = ::strdup(name.c_str());
+  for (TemporaryName& slot : temporaryFiles) {
+    if (slot.name != nullptr) continue;
+    slot.removed = 0;
+    slot.name = ::strdup(name.c_str());
     return;
   }
   failRun("too many temporary files at once: ", name);
 }
 
 void forgetTemporaryFile(const std::string& name) {
-  for (char* volatile& slot : temporaryFiles) {
-    if (slot == nullptr || name != slot) continue;
-    char* const held = slot;
-    slot = nullptr;
+  for (TemporaryName& slot : temporaryFiles) {
+    if (slot.name == nullptr || name != slot.name) continue;
+    char* const held = slot.name;
+    slot.name = nullptr;
     std::free(held);
   }
 }
 
 void discardTemporaryFiles() {
-  for (char* volatile& slot : temporaryFiles) {
-    if (slot == nullptr) continue;
-    ::unlink(slot);
-    slot = nullptr;  // not freed: this may run in a signal handler
+  for (TemporaryName& slot : temporaryFiles) {
+    if (slot.name == nullptr || slot.removed) continue;
+    ::unlink(slot.name);
+    slot.removed = 1;
   }
 }
