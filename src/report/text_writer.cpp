@@ -34,7 +34,8 @@ class TextWriter : public ReportWriter {
     const bool bitsOverflow = run.fileSize > UINT64_MAX / 8;
     const int bitDigits = bitsOverflow ? 20 : digits(8 * run.fileSize, 10);
     rangeWidth_ = 2 * (2 + std::max(kLeastOffsetDigits, digits(last, 16))) + 1;
-    if (options_.bits) rangeWidth_ = std::max(rangeWidth_, 8 + 2 * bitDigits);
+    if (options_.bits)  // "  bits FIRST-LAST"
+      rangeWidth_ = std::max(rangeWidth_, 8 + 2 * bitDigits);
     lengthWidth_ =
         std::max(kLeastLengthWidth, 1 + (options_.bits ? bitDigits : digits(run.fileSize, 10)));
     out_ << paint("1", std::to_string(run.fileNames.size()) + " files of " +
