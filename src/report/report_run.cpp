@@ -80,7 +80,8 @@ void runReport(Options& options, const ReportOptions& report) {
   if (options.attributes.empty()) options.attributes = header;
   project.checkAttributes();
   Ovrell engine(options);
-  run.fileSize = engine.checkInput(project.files);
+  DataFiles files(project.files);
+  run.fileSize = engine.checkInput(files);
 
   refuseOverwritingInputs(options, project.files, report);
   std::vector<std::string> results;
@@ -109,7 +110,7 @@ void runReport(Options& options, const ReportOptions& report) {
     writers.push_back(jsonWriter(open(jsonFile, report.jsonFile)));
   if (!report.htmlFile.empty()) writers.push_back(htmlWriter(open(htmlFile, report.htmlFile)));
 
-  AttributeScan scan(engine, project.files, run.fileSize);
+  AttributeScan scan(engine, files, run.fileSize);
   for (auto& writer : writers) writer->begin(run);
   for (const std::string& name : options.attributes) {
     Findings findings(groupsOf(*project.attributeIndex.find(name)->second));

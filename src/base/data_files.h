@@ -1,0 +1,95 @@
+// The data files of a run, each opened once and read through its descriptor.
+//
+// The input checks (project/file_checks.h) open every file, in list order,
+// and look at it through its descriptor, so that the file checked is the
+// file read. The descriptors stay open for the run: the soft limit on open
+// files is raised towards the hard limit for them, and a file is kept open
+// as long as kReservedDescriptors stay free above it for the run's other
+// files. A file not kept is opened again for every read and must then be
+// the file first opened (the same device and inode, length and modification
+// time); a kept file must keep its length and modification time. So a file
+// renamed over a data file during the run changes nothing while the
+// descriptors are kept, and a file changed in place is never read as if it
+// had not changed.
+//
+// When a file cannot be read, the reading thread gets false; the calling
+// thread's methods end the run: with "Error reading file 'PATH'." (as a
+// stream writes the path), with no clean-up, when the file could not be
+// opened at the checks, cannot be opened again or a read fails; through
+// failRun (base/output.h), with its clean-up, with "the data file 'NAME'
+// changed during the run (WHAT)" when it is no longer the file first seen.
+// A change that shows neither in the length nor in the modification time
+// (the time set back by hand) is not seen.
+#ifndef OVRELL_BASE_DATA_FILES_H_
+#define OVRELL_BASE_DATA_FILES_H_
+
+#include <sys/types.h>
+
+#include <boost/filesystem/path.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <ctime>
+#include <mutex>
+#include <string>
+#include <vector>
+
+using FileList = std::vector<boost::filesystem::path>;
+
+class DataFiles {
+ public:
+  // Descriptors left free above the last one kept: result and scratch
+  // files, a file opened again, the sanitizers' own.
+  static constexpr unsigned kReservedDescriptors = 32;
+
+  // Opens nothing yet; raises the soft limit on open files as far as the
+  // hard limit allows towards one descriptor per file and some more.
+  explicit DataFiles(FileList paths);
+  ~DataFiles();
+  DataFiles(const DataFiles&) = delete;
+  DataFiles& operator=(const DataFiles&) = delete;
+
+  std::size_t size() const { return paths_.size(); }
+  const boost::filesystem::path& operator[](std::size_t i) const { return paths_[i]; }
+
+  // The checks' look at file i (once per file): opens it when it is a
+  // regular file and sets `length` from its descriptor. False when it is
+  // not there, not a regular file or cannot be opened: the checks then look
+  // at it by name, and a read of it ends the run with the read error.
+  bool open(std::size_t i, std::uint64_t& length);
+
+  // Reads exactly `size` bytes of file i from `offset`; false when the file
+  // cannot be read or has changed. Any thread.
+  bool readAt(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const;
+  // readAt, or ends the run with the message that tells why.
+  void read(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const;
+  // Whether every kept file is as first seen and every file was opened by
+  // the checks (a file opened again is looked at whenever it is).
+  bool unchanged() const;
+  // Ends the run, naming the first file in list order, unless unchanged().
+  void checkUnchanged() const;
+
+ private:
+  struct File {
+    int fd = -1;        // kept open; -1: opened for each read
+    bool seen = false;  // opened by the checks
+    dev_t device = 0;
+    ino_t inode = 0;
+    std::uint64_t length = 0;
+    std::timespec modified{};
+  };
+  // What has become of the file behind `fd` since file i was first seen;
+  // empty when nothing.
+  std::string changeOf(std::size_t i, int fd) const;
+  // File i opened again and found unchanged, or -1 with `change` telling
+  // why not (empty when it could not be opened for another reason).
+  int openAgain(std::size_t i, std::string& change) const;
+  [[noreturn]] void readError(std::size_t i) const;
+  [[noreturn]] void changed(std::size_t i, const std::string& change) const;
+
+  FileList paths_;
+  std::vector<File> files_;
+  std::uint64_t openLimit_ = 0;      // the soft limit on open files
+  mutable std::mutex openingAgain_;  // one file opened again at a time
+};
+
+#endif  // OVRELL_BASE_DATA_FILES_H_
