@@ -31,7 +31,8 @@ bool readAll(int fd, unsigned char* to, std::uint64_t size, std::uint64_t offset
 
 }  // namespace
 
-DataFiles::DataFiles(FileList paths) : paths_(std::move(paths)), files_(paths_.size()) {
+DataFiles::DataFiles(FileList paths)
+    : paths_(std::move(paths)), files_(paths_.size()), unopened_(paths_.size()) {
   rlimit limit{};
   if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) {
     openLimit_ = 1024;
@@ -63,6 +64,7 @@ bool DataFiles::open(std::size_t i, std::uint64_t& length) {
     return false;
   }
   File& file = files_[i];
+  if (!file.seen) --unopened_;
   file.seen = true;
   file.device = status.st_dev, file.inode = status.st_ino;
   file.length = static_cast<std::uint64_t>(status.st_size);
@@ -103,58 +105,35 @@ int DataFiles::openAgain(std::size_t i, std::string& change) const {
   return -1;
 }
 
-bool DataFiles::readAt(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const {
+bool DataFiles::readWhole(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset,
+                          std::string& change) const {
   const File& file = files_[i];
   if (!file.seen) return false;
   auto* bytes = static_cast<unsigned char*>(to);
-  if (file.fd >= 0) return readAll(file.fd, bytes, size, offset);
+  if (file.fd >= 0) {
+    const bool whole = readAll(file.fd, bytes, size, offset);
+    change = changeOf(i, file.fd);
+    return whole && change.empty();
+  }
   const std::lock_guard<std::mutex> lock(openingAgain_);
-  std::string change;
   const int fd = openAgain(i, change);
   if (fd < 0) return false;
   const bool whole = readAll(fd, bytes, size, offset);
+  change = changeOf(i, fd);
   ::close(fd);
-  return whole;
+  return whole && change.empty();
+}
+
+bool DataFiles::readAt(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const {
+  std::string change;
+  return readWhole(i, to, size, offset, change);
 }
 
 void DataFiles::read(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const {
-  const File& file = files_[i];
-  if (!file.seen) readError(i);
-  auto* bytes = static_cast<unsigned char*>(to);
   std::string change;
-  if (file.fd >= 0) {
-    if (readAll(file.fd, bytes, size, offset)) return;
-    change = changeOf(i, file.fd);  // a short read: the length has changed
-  } else {
-    const std::lock_guard<std::mutex> lock(openingAgain_);
-    const int fd = openAgain(i, change);
-    if (fd >= 0) {
-      const bool whole = readAll(fd, bytes, size, offset);
-      if (!whole) change = changeOf(i, fd);
-      ::close(fd);
-      if (whole) return;
-    }
-  }
+  if (readWhole(i, to, size, offset, change)) return;
   if (!change.empty()) changed(i, change);
   readError(i);
-}
-
-bool DataFiles::unchanged() const {
-  for (std::size_t i = 0; i < files_.size(); ++i) {
-    const File& file = files_[i];
-    if (!file.seen || (file.fd >= 0 && !changeOf(i, file.fd).empty())) return false;
-  }
-  return true;
-}
-
-void DataFiles::checkUnchanged() const {
-  for (std::size_t i = 0; i < files_.size(); ++i) {
-    const File& file = files_[i];
-    if (!file.seen) readError(i);
-    if (file.fd < 0) continue;
-    const std::string change = changeOf(i, file.fd);
-    if (!change.empty()) changed(i, change);
-  }
 }
 
 void DataFiles::readError(std::size_t i) const { fatal("Error reading file '", paths_[i], "'.\n"); }

@@ -9,8 +9,8 @@
 // the file first opened (the same device and inode, length and modification
 // time); a kept file must keep its length and modification time. So a file
 // renamed over a data file during the run changes nothing while the
-// descriptors are kept, and a file changed in place is never read as if it
-// had not changed.
+// descriptors are kept, and the bytes of a file changed in place never pass
+// silently for those of the file first seen: the run ends.
 //
 // When a file cannot be read, the reading thread gets false; the calling
 // thread's methods end the run: with "Error reading file 'PATH'." (as a
@@ -58,15 +58,13 @@ class DataFiles {
   bool open(std::size_t i, std::uint64_t& length);
 
   // Reads exactly `size` bytes of file i from `offset`; false when the file
-  // cannot be read or has changed. Any thread.
+  // cannot be read or has changed. The file is looked at once the bytes are
+  // in, so bytes read after a change never pass. Any thread.
   bool readAt(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const;
   // readAt, or ends the run with the message that tells why.
   void read(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const;
-  // Whether every kept file is as first seen and every file was opened by
-  // the checks (a file opened again is looked at whenever it is).
-  bool unchanged() const;
-  // Ends the run, naming the first file in list order, unless unchanged().
-  void checkUnchanged() const;
+  // Whether the checks opened every file.
+  bool allOpened() const { return unopened_ == 0; }
 
  private:
   struct File {
@@ -77,6 +75,9 @@ class DataFiles {
     std::uint64_t length = 0;
     std::timespec modified{};
   };
+  // readAt, with what has become of the file when it has changed.
+  bool readWhole(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset,
+                 std::string& change) const;
   // What has become of the file behind `fd` since file i was first seen;
   // empty when nothing.
   std::string changeOf(std::size_t i, int fd) const;
@@ -89,6 +90,7 @@ class DataFiles {
   FileList paths_;
   std::vector<File> files_;
   std::uint64_t openLimit_ = 0;      // the soft limit on open files
+  std::size_t unopened_;             // files the checks have not opened
   mutable std::mutex openingAgain_;  // one file opened again at a time
 };
 

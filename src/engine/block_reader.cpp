@@ -44,7 +44,6 @@ void Ovrell::readBlock(const DataFiles& files, std::uint64_t start, ArrayBuff bl
     if (options.inverseByteOrder) invertBits(reinterpret_cast<Word*>(row), pitch / 8);
     if (options.chunkSize != 1) reorderBytes(row, block.rowSize, options.chunkSize);
   }
-  files.checkUnchanged();
 }
 
 namespace {
@@ -181,9 +180,8 @@ void Ovrell::readBlockInTiles(const DataFiles& files, std::uint64_t start, Array
   tileStride_ =
       (tileRowsWords_ + tileWords * steps.scratchPerByte + steps.scratchPerTile + 7) / 8 * 8;
   tileMemory_.reserve(tileSlots() * tileStride_);
-  if ((chunk == 1 || block.rowSize % chunk == 0) && files.unchanged() &&
+  if ((chunk == 1 || block.rowSize % chunk == 0) && files.allOpened() &&
       readTiles(files, start, block, steps, tileWords, delivered)) {
-    files.checkUnchanged();
     // The rows' padding, which the tiles leave alone, gets its bit inversion
     // as readBlock gives it.
     const std::uint64_t pitch = pitchOf(block.rowSize);

@@ -72,8 +72,7 @@ class Ovrell {
   // --- Block reading (block_reader.cpp) ---
   // Fills row i with block.rowSize bytes of file i from offset `start`, then
   // inverts bits (-b) and reorders chunks (-e). Ends the process when a file
-  // cannot be read or has changed since the checks (DataFiles), and so also
-  // when one has changed by the time the block is in.
+  // cannot be read or has changed since the checks (DataFiles).
   void readBlock(const DataFiles& files, std::uint64_t start, ArrayBuff block);
   // Reads the same bytes as readBlock, a tile of whole words at a time, and
   // works on each tile in two steps
@@ -90,13 +89,12 @@ class Ovrell {
   // the scratch (at least one word of each file). The tiles land in small
   // buffers that are reused, and the block's storage is not touched, unless
   // `intoBlock` asks for the block's rows.
-  // When a file cannot be read or has changed as the block begins, nothing
-  // of the block is worked on before readBlock reads it whole, and its
-  // message names the first file in list order that cannot be read. When a
-  // tile cannot be read later, the tiles before it are committed, the block
-  // is read whole by readBlock, and the words not yet committed are computed
-  // and committed on the calling thread, tile by tile (slot 0). A file that
-  // has changed by the time every tile is committed ends the run.
+  // When the checks could not open a file, nothing of the block is worked
+  // on before readBlock reads it whole, and its message names the first
+  // file in list order that cannot be read. When a tile cannot be read (a
+  // file has changed), the tiles before it are committed, the block is read
+  // whole by readBlock, and the words not yet committed are computed and
+  // committed on the calling thread, tile by tile (slot 0).
   struct TileSteps {
     std::function<void(unsigned slot, std::uint64_t first, std::uint64_t end,
                        const std::vector<Word*>& fileRows)>

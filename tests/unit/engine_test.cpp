@@ -128,7 +128,7 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   std::ostringstream err;
   std::streambuf* const savedErr = std::cerr.rdbuf(err.rdbuf());
   setExitHandler([](int status) { std::cerr << "status " << status << "\n", throw status; });
-  // A file cut short after the checks: nothing of the block is worked on before the message.
+  // A file cut short after the checks is seen at the first read, before a tile is committed.
   DataFiles pair({all[1], all[2]});
   engine.checkFiles(pair);
   boost::filesystem::resize_file(all[2], 100);
