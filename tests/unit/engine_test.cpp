@@ -135,9 +135,9 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   std::vector<unsigned char> block(2 * pitchOf(60000));
   int tiles = 0;
   engine.tileBytes = 64;
-  EXPECT_THROW(engine.readBlockInTiles(pair, 8, {block.data(), 59992, 2},
-                                       [&](std::uint64_t, std::uint64_t,
-                                           const std::vector<Word*>&) { ++tiles; }),
+  EXPECT_THROW(engine.readBlockInTiles(
+                   pair, 8, {block.data(), 59992, 2},
+                   [&](std::uint64_t, std::uint64_t, const std::vector<Word*>&) { ++tiles; }),
                int);
   EXPECT_EQ(tiles, 0);
   EXPECT_EQ(err.str(), "ovrell: the data file '" + all[2].string() +
