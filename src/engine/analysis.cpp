@@ -4,9 +4,9 @@
 #include "engine/ovrell.h"
 #include "project/file_checks.h"
 
-std::uint64_t Ovrell::checkFiles(const FileList& files) { return checkFileSet(files); }
+std::uint64_t Ovrell::checkFiles(DataFiles& files) { return checkFileSet(files); }
 
-std::uint64_t Ovrell::checkInput(const FileList& files) {
+std::uint64_t Ovrell::checkInput(DataFiles& files) {
   const std::uint64_t fileSize = checkFiles(files);
   if (fileSize % options.chunkSize != 0) {
     warn("Warning - file length is not multiple of ", options.chunkSize,
@@ -16,7 +16,8 @@ std::uint64_t Ovrell::checkInput(const FileList& files) {
   return fileSize;
 }
 
-void Ovrell::runAnalysis(const FileList& files, AttributeIndex& attributeIndex) {
+void Ovrell::runAnalysis(const FileList& paths, AttributeIndex& attributeIndex) {
+  DataFiles files(paths);
   const std::uint64_t fileSize = checkInput(files);
   unsigned valueWidth = 0;
   const std::uint64_t blockSize =
@@ -46,7 +47,7 @@ std::uint64_t Ovrell::computeBlockSize(std::uint64_t fileCount, std::uint64_t fi
 
 // Blocks from the start of the files to their end, the short block last;
 // every attribute's mask of a block goes straight to its output.
-void Ovrell::commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
+void Ovrell::commonalitiesOnlyPass(const DataFiles& files, AttributeIndex& attributeIndex,
                                    std::uint64_t fileSize, std::uint64_t blockSize,
                                    ArrayBuff& block) {
   for (std::uint64_t end = blockSize; end <= fileSize; end += blockSize) {

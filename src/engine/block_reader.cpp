@@ -1,12 +1,8 @@
-#include <fcntl.h>
 #include <sched.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 // Members of Ovrell; contracts in engine/ovrell.h.
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <thread>
@@ -38,29 +34,13 @@ void invertByteBits(unsigned char* bytes, std::uint64_t size) {
   std::memcpy(bytes + size / 8 * 8, &word, size % 8);
 }
 
-[[noreturn]] void readError(const boost::filesystem::path& file) {
-  fatal("Error reading file '", file, "'.\n");
-}
-
-// Reads `size` bytes of `file` at `offset` into `row`, or ends the process.
-void readRow(const boost::filesystem::path& file, std::uint64_t offset, unsigned char* row,
-             std::uint64_t size) {
-  std::FILE* stream = std::fopen(file.c_str(), "rb");
-  if (stream == nullptr) readError(file);
-  std::size_t got = 0;
-  if (fseeko(stream, static_cast<off_t>(offset), SEEK_SET) == 0)
-    got = std::fread(row, 1, size, stream);
-  std::fclose(stream);
-  if (got != size) readError(file);
-}
-
 }  // namespace
 
-void Ovrell::readBlock(const FileList& files, std::uint64_t start, ArrayBuff block) {
+void Ovrell::readBlock(const DataFiles& files, std::uint64_t start, ArrayBuff block) {
   const std::uint64_t pitch = pitchOf(block.rowSize);
   for (std::size_t i = 0; i < files.size(); ++i) {
     unsigned char* row = block.data + i * pitch;
-    readRow(files[i], start, row, block.rowSize);
+    files.read(i, row, block.rowSize, start);
     if (options.inverseByteOrder) invertBits(reinterpret_cast<Word*>(row), pitch / 8);
     if (options.chunkSize != 1) reorderBytes(row, block.rowSize, options.chunkSize);
   }
@@ -68,58 +48,8 @@ void Ovrell::readBlock(const FileList& files, std::uint64_t start, ArrayBuff blo
 
 namespace {
 
-// Files kept open during a block; with more, each read opens its file.
-constexpr std::size_t kMostOpenFiles = 128;
-
-// The files of one block, for reading; those it keeps open are closed when
-// it goes.
-class OpenFiles {
- public:
-  explicit OpenFiles(const FileList& files) : files_(files) {}
-  // Opens every file when there are few enough to keep open; false when one
-  // cannot be opened (the others are closed with the object, as always; a
-  // descriptor limit makes this fail).
-  bool open() {
-    if (files_.size() > kMostOpenFiles) return true;
-    for (const auto& file : files_) {
-      const int fd = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
-      if (fd < 0) return false;
-      fds_.push_back(fd);
-    }
-    return true;
-  }
-  ~OpenFiles() {
-    for (int fd : fds_) ::close(fd);
-  }
-  // Whether every file kept open holds at least `end` bytes (a file that
-  // has become shorter since the run began is then read whole by readBlock,
-  // before anything of its block is worked on).
-  bool longEnough(std::uint64_t end) const {
-    struct stat status {};
-    for (int fd : fds_)
-      if (::fstat(fd, &status) != 0 || static_cast<std::uint64_t>(status.st_size) < end)
-        return false;
-    return true;
-  }
-  // Reads exactly `size` bytes of file i at `offset`, or returns false.
-  bool read(std::size_t i, unsigned char* to, std::uint64_t size, std::uint64_t offset) const {
-    const int fd = fds_.empty() ? ::open(files_[i].c_str(), O_RDONLY | O_CLOEXEC) : fds_[i];
-    bool whole = fd >= 0;
-    while (whole && size > 0) {
-      const ssize_t got = ::pread(fd, to, size, static_cast<off_t>(offset));
-      whole = got > 0;
-      if (whole)
-        to += got, size -= static_cast<std::uint64_t>(got),
-            offset += static_cast<std::uint64_t>(got);
-    }
-    if (fds_.empty() && fd >= 0) ::close(fd);
-    return whole;
-  }
-
- private:
-  const FileList& files_;
-  std::vector<int> fds_;
-};
+// Files beyond which a tile holds fewer bytes of each (tileWordsOf).
+constexpr std::size_t kManyFiles = 128;
 
 // The tiles of a block spread over threads, and handed to the calling
 // thread in order. Whichever thread is free takes the next tile nobody has
@@ -227,7 +157,7 @@ Word* Ovrell::tileScratch(unsigned slot) const {
   return tileMemory_.data() + slot * tileStride_ + tileRowsWords_;
 }
 
-void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+void Ovrell::readBlockInTiles(const DataFiles& files, std::uint64_t start, ArrayBuff block,
                               const TileDone& tileDone) {
   readBlockInTiles(files, start, block,
                    {nullptr, 0,
@@ -235,7 +165,7 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
                         const std::vector<Word*>& fileRows) { tileDone(first, end, fileRows); }});
 }
 
-void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+void Ovrell::readBlockInTiles(const DataFiles& files, std::uint64_t start, ArrayBuff block,
                               const TileSteps& steps) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
@@ -250,7 +180,7 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
   tileStride_ =
       (tileRowsWords_ + tileWords * steps.scratchPerByte + steps.scratchPerTile + 7) / 8 * 8;
   tileMemory_.reserve(tileSlots() * tileStride_);
-  if ((chunk == 1 || block.rowSize % chunk == 0) &&
+  if ((chunk == 1 || block.rowSize % chunk == 0) && files.allOpened() &&
       readTiles(files, start, block, steps, tileWords, delivered)) {
     // The rows' padding, which the tiles leave alone, gets its bit inversion
     // as readBlock gives it.
@@ -260,7 +190,7 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
         invertByteBits(block.data + i * pitch + block.rowSize, pitch - block.rowSize);
     return;
   }
-  // With every file of the tiles closed again and the helpers gone.
+  // With the helpers gone.
   readBlock(files, start, block);
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
   for (std::uint64_t k = 0; k < tiles; ++k) {
@@ -275,22 +205,20 @@ void Ovrell::readBlockInTiles(const FileList& files, std::uint64_t start, ArrayB
 
 std::uint64_t Ovrell::tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const {
   // A tile holds tileBytes of all files and the caller's scratch, but at
-  // least tileBytes / 16 of each file (32 KiB), or tileBytes / 128 when
-  // there are more files than are kept open, so that many files are not
-  // read in slivers: a system call costs several microseconds.
-  const std::uint64_t fileShare = std::min<std::uint64_t>(files, kMostOpenFiles);
-  const std::uint64_t least = tileBytes / 8 / (files <= kMostOpenFiles ? 16 : kMostOpenFiles);
+  // least tileBytes / 16 of each file (32 KiB), or tileBytes / 128 with
+  // more than 128 files, so that many files are not read in slivers: a
+  // system call costs a microsecond or more.
+  const std::uint64_t fileShare = std::min<std::uint64_t>(files, kManyFiles);
+  const std::uint64_t least = tileBytes / 8 / (files <= kManyFiles ? 16 : kManyFiles);
   const std::uint64_t words =
       std::max<std::uint64_t>({tileBytes / 8 / (fileShare + scratchPerByte), least, 1});
   return words < 8 ? words : words / 8 * 8;  // whole cache lines
 }
 
-bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+bool Ovrell::readTiles(const DataFiles& files, std::uint64_t start, ArrayBuff block,
                        const TileSteps& steps, std::uint64_t tileWords, std::uint64_t& delivered) {
   const std::uint64_t words = wordsOf(block.rowSize);
   const std::uint64_t chunk = options.chunkSize;
-  OpenFiles opened(files);
-  if (!opened.open() || !opened.longEnough(start + block.rowSize)) return false;
   const std::uint64_t tiles = (words + tileWords - 1) / tileWords;
   const unsigned threads = std::max(readThreads, 1U);
   const std::uint64_t slotCount = std::min<std::uint64_t>(tileSlots(), 2 * tiles + 1);
@@ -311,7 +239,7 @@ bool Ovrell::readTiles(const FileList& files, std::uint64_t start, ArrayBuff blo
     for (std::size_t i = 0; i < files.size(); ++i) {
       Word* row = rows[i] = steps.intoBlock ? rowWords(block, i) + first : rowOf(slot, i);
       unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
-      if (!opened.read(i, bytes, to - from, start + from)) return false;
+      if (!files.readAt(i, bytes, to - from, start + from)) return false;
       if (steps.intoBlock) {  // the padding stays as it is until the whole block is in
         if (options.inverseByteOrder) invertByteBits(bytes, to - from);
       } else {

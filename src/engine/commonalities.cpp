@@ -67,7 +67,7 @@ constexpr std::uint64_t kMostOpenResults = 64;
 }  // namespace
 
 void Ovrell::doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start,
-                            const FileList& files, ArrayBuff& block) {
+                            const DataFiles& files, ArrayBuff& block) {
   // Attributes that share standard output print one whole block each, in
   // turn, so each reads the block for itself; attributes with files of their
   // own share one read, as many at a time as can keep their files open
@@ -100,7 +100,7 @@ struct MaskedAttribute {
 
 }  // namespace
 
-void Ovrell::maskBlock(AttributeIndex& attributeIndex, const FileList& files, std::uint64_t start,
+void Ovrell::maskBlock(AttributeIndex& attributeIndex, const DataFiles& files, std::uint64_t start,
                        ArrayBuff& block, std::size_t first, std::size_t last) {
   std::vector<MaskedAttribute> attributes(last - first);
   std::uint64_t printed = 0;  // attributes with an output

@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint64_t kColumnBytes = 16 * 1024;
 }  // namespace
 
-void Ovrell::dissimilarityPass(const FileList& files, AttributeIndex& attributeIndex,
+void Ovrell::dissimilarityPass(const DataFiles& files, AttributeIndex& attributeIndex,
                                std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
                                ArrayBuff& block, VectorBuff& mask) {
   const std::uint64_t n = files.size();

@@ -7,8 +7,9 @@
 // named, its dissimilarities. The other methods are its steps, public so
 // that each can be tested on its own. The engine borrows the Options
 // record (which must outlive it) and owns nothing; every buffer is created
-// and freed by the run. Errors end the process inside the method that finds
-// them.
+// and freed by the run, and the files are read through the run's open data
+// files (base/data_files.h), which the run makes or the caller hands in.
+// Errors end the process inside the method that finds them.
 #ifndef OVRELL_ENGINE_OVRELL_H_
 #define OVRELL_ENGINE_OVRELL_H_
 
@@ -20,14 +21,13 @@
 #include <memory>
 #include <vector>
 
+#include "base/data_files.h"
 #include "base/output.h"
 #include "engine/buffers.h"
 #include "engine/position_queue.h"
 #include "engine/single_list.h"
 #include "options/options.h"
 #include "project/attribute_index.h"
-
-using FileList = std::vector<boost::filesystem::path>;
 
 class TileWorkers;  // engine/tile_workers.h
 
@@ -46,15 +46,17 @@ class Ovrell {
   static unsigned defaultReadThreads();
 
   // --- The run (analysis.cpp) ---
+  // Opens the files for the run (DataFiles) and runs over them.
   void runAnalysis(const FileList& files, AttributeIndex& attributeIndex);
 
   // --- Input file checks (analysis.cpp; the checks are project/file_checks.h) ---
-  // The common size of at least two existing files, always > 0. Ends the
-  // process otherwise; all files empty ends it with status 0.
-  std::uint64_t checkFiles(const FileList& files);
+  // The common size of at least two existing files, always > 0, each opened
+  // for the run. Ends the process otherwise; all files empty ends it with
+  // status 0.
+  std::uint64_t checkFiles(DataFiles& files);
   // checkFiles, then the chunk size of -e: when the file size is not a
   // multiple of it, a warning, and chunkSize becomes 1.
-  std::uint64_t checkInput(const FileList& files);
+  std::uint64_t checkInput(DataFiles& files);
   // The block size for a run over `fileCount` files of `fileSize` bytes;
   // ends the process when the file is too large or the limit too small.
   // Sets valueWidth (0 without dissimilarities).
@@ -69,11 +71,11 @@ class Ovrell {
 
   // --- Block reading (block_reader.cpp) ---
   // Fills row i with block.rowSize bytes of file i from offset `start`, then
-  // inverts bits (-b) and reorders chunks (-e). Ends the process with
-  // "Error reading file ..." when a file cannot be opened or is too short.
-  void readBlock(const FileList& files, std::uint64_t start, ArrayBuff block);
-  // Reads the same bytes as readBlock, a tile of whole words at a time, with
-  // the files open during the block, and works on each tile in two steps
+  // inverts bits (-b) and reorders chunks (-e). Ends the process when a file
+  // cannot be read or has changed since the checks (DataFiles).
+  void readBlock(const DataFiles& files, std::uint64_t start, ArrayBuff block);
+  // Reads the same bytes as readBlock, a tile of whole words at a time, and
+  // works on each tile in two steps
   // while it is still in cache: `compute(slot, first, end, fileRows)` as
   // soon as words [first, end) of every file are in (bits inverted, chunks
   // reordered; fileRows[i] points at file i's word `first`), on any of
@@ -86,14 +88,13 @@ class Ovrell {
   // `scratchPerTile` words more. A tile holds tileBytes of the files and of
   // the scratch (at least one word of each file). The tiles land in small
   // buffers that are reused, and the block's storage is not touched, unless
-  // `intoBlock` asks for the block's rows. Up to 128 files stay open during
-  // the block; with more, every read opens its file.
-  // When a file kept open is too short for the block as the block begins,
-  // nothing of the block is worked on before readBlock reads it whole, and
-  // its message names the first file in list order that cannot be read. When
-  // a tile cannot be read later, the tiles before it are committed, the
-  // block is read whole by readBlock, and the words not yet committed are
-  // computed and committed on the calling thread, tile by tile (slot 0).
+  // `intoBlock` asks for the block's rows.
+  // When the checks could not open a file, nothing of the block is worked
+  // on before readBlock reads it whole, and its message names the first
+  // file in list order that cannot be read. When a tile cannot be read (a
+  // file has changed), the tiles before it are committed, the block is read
+  // whole by readBlock, and the words not yet committed are computed and
+  // committed on the calling thread, tile by tile (slot 0).
   struct TileSteps {
     std::function<void(unsigned slot, std::uint64_t first, std::uint64_t end,
                        const std::vector<Word*>& fileRows)>
@@ -113,14 +114,14 @@ class Ovrell {
   // files and `scratchPerByte` (before the block's own length caps it); a
   // multiple of 8 from 8 words up.
   std::uint64_t tileWordsOf(std::uint64_t files, std::uint64_t scratchPerByte) const;
-  void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+  void readBlockInTiles(const DataFiles& files, std::uint64_t start, ArrayBuff block,
                         const TileSteps& steps);
   unsigned tileSlots() const;
   Word* tileScratch(unsigned slot) const;
   // readBlockInTiles with the commit step alone.
   using TileDone = std::function<void(std::uint64_t first, std::uint64_t end,
                                       const std::vector<Word*>& fileRows)>;
-  void readBlockInTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+  void readBlockInTiles(const DataFiles& files, std::uint64_t start, ArrayBuff block,
                         const TileDone& tileDone);
   // Reverses every `chunk` consecutive bytes of the first `size` bytes; warns
   // and changes nothing when size is not a multiple of chunk.
@@ -148,7 +149,7 @@ class Ovrell {
   // every named attribute, a tile at a time, as the block is read. Only a
   // tile's mask is ever in memory; `block` is touched only when the block
   // has to be read whole.
-  void doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start, const FileList& files,
+  void doCommAllBlock(AttributeIndex& attributeIndex, std::uint64_t& start, const DataFiles& files,
                       ArrayBuff& block);
 
   // --- Dissimilarities (gather_columns.cpp, linear_dissimilarities.cpp,
@@ -234,17 +235,17 @@ class Ovrell {
                             std::size_t position, unsigned valueWidth, ResultFile& file);
 
  private:
-  // The tiles of readBlockInTiles with every file open; false, with the
-  // files closed again and the helper threads gone, when a file cannot be
-  // opened or read. `delivered` tells the words committed (readBlockInTiles).
-  bool readTiles(const FileList& files, std::uint64_t start, ArrayBuff block,
+  // The tiles of readBlockInTiles; false, with the helper threads gone,
+  // when a file cannot be read or has changed. `delivered` tells the words committed
+  // (readBlockInTiles).
+  bool readTiles(const DataFiles& files, std::uint64_t start, ArrayBuff block,
                  const TileSteps& steps, std::uint64_t tileWords, std::uint64_t& delivered);
-  void commonalitiesOnlyPass(const FileList& files, AttributeIndex& attributeIndex,
+  void commonalitiesOnlyPass(const DataFiles& files, AttributeIndex& attributeIndex,
                              std::uint64_t fileSize, std::uint64_t blockSize, ArrayBuff& block);
   // The masks of attributes [first, last) of one block, one read of it.
-  void maskBlock(AttributeIndex& attributeIndex, const FileList& files, std::uint64_t start,
+  void maskBlock(AttributeIndex& attributeIndex, const DataFiles& files, std::uint64_t start,
                  ArrayBuff& block, std::size_t first, std::size_t last);
-  void dissimilarityPass(const FileList& files, AttributeIndex& attributeIndex,
+  void dissimilarityPass(const DataFiles& files, AttributeIndex& attributeIndex,
                          std::uint64_t fileSize, std::uint64_t blockSize, unsigned valueWidth,
                          ArrayBuff& block, VectorBuff& mask);
 

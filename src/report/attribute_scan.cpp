@@ -96,7 +96,7 @@ void markCells(const Word* words, std::uint64_t size, bool invert, std::uint64_t
 
 }  // namespace
 
-AttributeScan::AttributeScan(Ovrell& engine, const FileList& files, std::uint64_t fileSize)
+AttributeScan::AttributeScan(Ovrell& engine, const DataFiles& files, std::uint64_t fileSize)
     : engine_(engine), files_(files), fileSize_(fileSize) {
   const std::uint64_t n = files.size();
   // The budget as ovrell -d has it, for the same messages when it is too

@@ -26,7 +26,7 @@ class AttributeScan {
   // Allocates the buffers of the budget; ends the process as ovrell does
   // when the files are too large or the limit too small. `engine` and
   // `files` must outlive the scan.
-  AttributeScan(Ovrell& engine, const FileList& files, std::uint64_t fileSize);
+  AttributeScan(Ovrell& engine, const DataFiles& files, std::uint64_t fileSize);
   ~AttributeScan();
   AttributeScan(const AttributeScan&) = delete;
   AttributeScan& operator=(const AttributeScan&) = delete;
@@ -44,7 +44,7 @@ class AttributeScan {
                   std::vector<unsigned char>& record);
 
   Ovrell& engine_;
-  const FileList& files_;
+  const DataFiles& files_;
   std::uint64_t fileSize_, blockSize_ = 0;
   unsigned valueWidth_ = 0;
   ArrayBuff block_{}, groupRows_{};

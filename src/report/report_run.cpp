@@ -77,7 +77,8 @@ void runReport(Options& options, const ReportOptions& report) {
   if (options.attributes.empty()) options.attributes = header;
   project.checkAttributes();
   Ovrell engine(options);
-  run.fileSize = engine.checkInput(project.files);
+  DataFiles files(project.files);
+  run.fileSize = engine.checkInput(files);
 
   refuseOverwritingInputs(options, project.files, report);
   keepRunningWhenStandardOutputCloses();
@@ -91,7 +92,7 @@ void runReport(Options& options, const ReportOptions& report) {
   if (!outputs.toStandardOutput())
     writers.insert(writers.begin(), textWriter(std::cout, report, colourWanted()));
 
-  AttributeScan scan(engine, project.files, run.fileSize);
+  AttributeScan scan(engine, files, run.fileSize);
   for (auto& writer : writers) writer->begin(run);
   for (const std::string& name : options.attributes) {
     Findings findings(groupsOf(*project.attributeIndex.find(name)->second));
