@@ -28,9 +28,9 @@
 #include "report/record_file.h"
 
 // The data files' bytes as the scan saw them, read back through a window
-// per file. The windows take at most a quarter of the memory limit, and no
-// more than 8 MiB together; a window moves forward with the reads, and a
-// read before it reads the window again.
+// per file. The windows take a quarter of the memory limit, at most 8 MiB
+// together (but 64 bytes at least and 1 MiB at most each); a window moves
+// forward with the reads, and a read before it reads the window again.
 class FileBytes {
  public:
   // `files` must outlive this.
