@@ -46,6 +46,7 @@ class RecordFile {
   void endChunk(std::uint64_t records);
   std::size_t chunks() const { return starts_.size() - 1; }
   std::uint64_t count() const { return recordsBefore_.back(); }
+  std::uint64_t bytes() const { return starts_.back(); }  // written to the file
   // The records in the chunks before chunk k (0: the first written).
   std::uint64_t recordsBefore(std::size_t k) const { return recordsBefore_[k]; }
   // The chunk that holds record `index` (0: the first appended).
@@ -66,6 +67,7 @@ class ByteRecords {
   // Writes out what is pending; call after the last append.
   void finish();
   std::uint64_t count() const { return file_.count(); }
+  std::uint64_t bytes() const { return file_.bytes(); }
   // The record at ascending position p. REQUIRES: finish() was called,
   // p < count().
   std::uint64_t offsetAt(std::uint64_t p) { return offsets_[slot(p)]; }
@@ -95,6 +97,7 @@ class SparseBitmap {
   void append(std::uint64_t position);
   void finish();
   std::uint64_t count() const { return file_.count(); }
+  std::uint64_t bytes() const { return file_.bytes(); }
   // Back to the lowest position, for next().
   void rewind();
   // The next position up; false after the highest. REQUIRES: finish().
@@ -119,6 +122,7 @@ class StretchRecords {
   void append(std::uint64_t first, std::uint64_t last);
   void finish();
   std::uint64_t count() const { return firsts_.count(); }
+  std::uint64_t bytes() const { return firsts_.bytes() + lasts_.bytes(); }
   // The stretch at ascending position i; cheap for i one more than the
   // previous call's. REQUIRES: finish(), i < count().
   void at(std::uint64_t i, std::uint64_t& first, std::uint64_t& last);

@@ -68,6 +68,26 @@ TEST(RecordFile, StretchRecordsGiveBackStretchesInOrder) {
   for (int i = 0; i < 20; ++i) expectAt(random() % appended.size());
 }
 
+// The worst cases per byte of a data file that the temporary disk's bound
+// is made of: every other byte, and a one-bit stretch at every other bit;
+// and a byte at a time when they are all informative.
+TEST(RecordFile, CodingsStayWithinTheirBounds) {
+  constexpr std::uint64_t kSpan = 1 << 20;  // bytes of a data file
+  ByteRecords dense, sparse;
+  StretchRecords stretches;
+  for (std::uint64_t offset = kSpan; offset-- > 0;) {
+    dense.append(offset, 1);
+    if (offset % 2 == 0) sparse.append(offset, 1);
+  }
+  for (std::uint64_t bit = 8 * kSpan; bit > 0; bit -= 2) stretches.append(bit - 2, bit - 2);
+  dense.finish();
+  sparse.finish();
+  stretches.finish();
+  EXPECT_LE(dense.bytes(), kSpan + kSpan / 1000);
+  EXPECT_LE(sparse.bytes(), kSpan + kSpan / 2 + kSpan / 1000);  // and a head per chunk
+  EXPECT_LE(stretches.bytes(), 2 * (kSpan + kSpan / 8) + kSpan / 1000);
+}
+
 TEST(RecordFileDeathTest, AStretchThatContainsAnotherEndsTheRun) {
   EXPECT_EXIT(
       {
