@@ -10,6 +10,7 @@
 namespace {
 
 constexpr std::uint64_t kLargestWindow = 1 << 20, kAllWindows = 8 << 20, kSmallestWindow = 64;
+constexpr std::uint64_t kJumpWindow = 4096;
 
 unsigned char reversedBits(unsigned char byte) {
   byte = static_cast<unsigned char>((byte & 0xF0) >> 4 | (byte & 0x0F) << 4);
@@ -64,8 +65,13 @@ FileBytes::FileBytes(const FileList& files, std::uint64_t fileSize, const Option
 // size is one of it).
 unsigned char FileBytes::load(std::size_t file, std::uint64_t offset) {
   Window& window = windows_[file];
+  // A read that jumps far ahead (the picture's cells of a large file) takes
+  // a short window: the whole one would mostly be passed over.
+  const std::uint64_t end = window.start + window.bytes.size();
+  const bool jump = offset < end || offset - end >= windowBytes_;
   window.start = offset - offset % 8;
-  window.bytes.resize(std::min(windowBytes_, fileSize_ - window.start));
+  window.bytes.resize(std::min(
+      {jump ? std::min(windowBytes_, kJumpWindow) : windowBytes_, fileSize_ - window.start}));
   unsigned char* const bytes = window.bytes.data();
   const std::uint64_t size = window.bytes.size();
   readFileBytes(files_[file], window.start, size, bytes);
