@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <boost/filesystem.hpp>
 #include <chrono>
+#include <boost/filesystem.hpp>
 #include <cstring>
 #include <fstream>
 #include <iomanip>
@@ -35,8 +35,7 @@ TEST(Engine, PrinterOverwritesTheRowAndLeavesTheStreamChanged) {
       parts.flags(std::ios::oct), parts.width(9);
       char text[64];
       for (unsigned part : {0u, 2u})
-        engine.putFormatted(text, engine.formatBitRowPart(row + part, 2, part == 2, text), 2,
-                            parts);
+        engine.putFormatted(text, engine.formatBitRowPart(row + part, 2, part == 2, text), 2, parts);
       engine.printBitRow(row, 4, out);
       engine.printBitRow(row + 4, 0, out);  // prints nothing and keeps the byte
       for (std::ostream* stream : {&out, &parts})
@@ -134,9 +133,9 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   std::vector<unsigned char> block(pitchOf(60000));
   int tiles = 0;
   engine.tileBytes = 64;
-  EXPECT_THROW(engine.readBlockInTiles(
-                   {all[1]}, 8, {block.data(), 60000, 1},
-                   [&](std::uint64_t, std::uint64_t, const std::vector<Word*>&) { ++tiles; }),
+  EXPECT_THROW(engine.readBlockInTiles({all[1]}, 8, {block.data(), 60000, 1},
+                                       [&](std::uint64_t, std::uint64_t,
+                                           const std::vector<Word*>&) { ++tiles; }),
                int);
   EXPECT_EQ(tiles, 0);
   EXPECT_EQ(err.str(), "Error reading file '\"" + dir +
