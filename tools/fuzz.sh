@@ -24,7 +24,7 @@ targets=(tokenizer project_file)
 jobs=$(nproc 2>/dev/null || echo 1)
 
 echo "==> configuring the fuzz build: $build (clang, -DOVRELL_BUILD_FUZZERS=ON)"
-CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOVRELL_WERROR=ON \
   -DOVRELL_BUILD_TESTS=OFF -DOVRELL_BUILD_FUZZERS=ON >/dev/null
 echo "==> building: cmake --build $build -j $jobs --target ${targets[*]/%/_fuzzer}"
 cmake --build "$build" -j "$jobs" --target "${targets[@]/%/_fuzzer}"

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <iostream>
 #include <new>
@@ -17,8 +19,8 @@ namespace {
 // A result file as it was before the run. Filled before any signal handler
 // is installed and never resized afterwards, so the handlers may read it.
 struct Remembered {
-  std::string name;
-  bool existed;
+  std::string name, target;  // as given, and with its symbolic links followed
+  bool existed, special;
   off_t length;
   volatile std::sig_atomic_t opened;
 };
@@ -33,18 +35,37 @@ std::string& scratchFile() {
 }
 volatile std::sig_atomic_t cleanedUp = 0;
 
+// The file `name` stands for once its symbolic links are followed, whether
+// the last one points to a file that is there or not; `name` itself when it
+// is no link (or a loop of them).
+std::string linkTarget(const std::string& name) {
+  std::string target = name;
+  for (int hops = 0; hops < 40; ++hops) {
+    struct stat status {};
+    if (::lstat(target.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return target;
+    std::string link(PATH_MAX, '\0');
+    const ssize_t length = ::readlink(target.c_str(), &link[0], link.size());
+    if (length < 0) return target;
+    link.resize(static_cast<std::size_t>(length));
+    const std::size_t slash = target.rfind('/');
+    target = link[0] == '/' || slash == std::string::npos ? link : target.substr(0, slash + 1) + link;
+  }
+  return name;
+}
+
 // Only calls that are safe in a signal handler.
 void putBack() {
   if (cleanedUp) return;
   cleanedUp = 1;
   for (const Remembered& file : remembered()) {
-    if (!file.opened) continue;
+    if (!file.opened || file.special) continue;
     if (file.existed)
-      static_cast<void>(::truncate(file.name.c_str(), file.length));
+      static_cast<void>(::truncate(file.target.c_str(), file.length));
     else
-      ::unlink(file.name.c_str());
+      ::unlink(file.target.c_str());
   }
   if (!scratchFile().empty()) ::unlink(scratchFile().c_str());
+  discardTemporaryFiles();
 }
 
 extern "C" void onSignal(int signalNumber) {
@@ -58,6 +79,8 @@ extern "C" void onSignal(int signalNumber) {
 
 CheckedBuffer* standardOutput = nullptr;
 volatile std::sig_atomic_t standardOutputFailed = 0;
+bool closedStandardOutputTolerated = false;
+bool standardOutputWasClosed = false;
 
 constexpr std::size_t kBufferSize = 1 << 16;
 
@@ -100,7 +123,9 @@ void registerResultFiles(const std::vector<std::string>& names, const std::strin
   for (const std::string& name : names) {
     struct stat status {};
     const bool existed = ::stat(name.c_str(), &status) == 0;
-    files.push_back(Remembered{name, existed, existed ? status.st_size : 0, 0});
+    const bool special = existed && !S_ISREG(status.st_mode);
+    files.push_back(
+        Remembered{name, linkTarget(name), existed, special, existed ? status.st_size : 0, 0});
   }
   scratchFile() = scratch;
 }
@@ -127,16 +152,25 @@ void installSignalCleanup() {
   }
 }
 
-void writeAll(int fd, const void* data, std::size_t size, const std::string& what) {
-  const char* at = static_cast<const char*>(data);
+namespace {
+
+// Writes all `size` bytes to `fd`; returns 0, or the reason it could not.
+int tryWriteAll(int fd, const char* at, std::size_t size) {
   while (size > 0) {
     const ssize_t written = ::write(fd, at, size);
     if (written < 0 && errno == EINTR) continue;
-    if (written <= 0)
-      failRun("cannot write ", what, ": ", std::strerror(written < 0 ? errno : EIO));
+    if (written <= 0) return written < 0 ? errno : EIO;
     at += written;
     size -= static_cast<std::size_t>(written);
   }
+  return 0;
+}
+
+}  // namespace
+
+void writeAll(int fd, const void* data, std::size_t size, const std::string& what) {
+  if (const int error = tryWriteAll(fd, static_cast<const char*>(data), size))
+    failRun("cannot write ", what, ": ", std::strerror(error));
 }
 
 CheckedBuffer::CheckedBuffer(int fd, std::string name)
@@ -148,6 +182,16 @@ CheckedBuffer::~CheckedBuffer() { close(); }
 
 void CheckedBuffer::writeOut(const char* data, std::size_t size) {
   if (this == standardOutput && standardOutputFailed) return;
+  if (this == standardOutput && closedStandardOutputTolerated) {
+    const int error = tryWriteAll(fd_, data, size);
+    if (error == EPIPE || error == EBADF) {
+      standardOutputFailed = 1;
+      standardOutputWasClosed = true;
+    } else if (error != 0) {
+      failRun("cannot write ", name_, ": ", std::strerror(error));
+    }
+    return;
+  }
   writeAll(fd_, data, size, name_);
 }
 
@@ -201,6 +245,11 @@ bool ResultFile::open(const std::string& name, bool privateScratch) {
   const int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | (privateScratch ? O_NOFOLLOW : 0);
   const int fd = ::open(name.c_str(), flags, privateScratch ? 0600 : 0666);
   if (fd < 0) return false;
+  struct stat status {};
+  if (privateScratch && (::fstat(fd, &status) != 0 || status.st_uid != ::geteuid())) {
+    ::close(fd);
+    failRun("the scratch file '", name, "' belongs to another user");
+  }
   buffer_ = new CheckedBuffer(fd, "'" + name + "'");
   stream_.rdbuf(buffer_);
   return true;
@@ -213,4 +262,50 @@ void ResultFile::close() {
   stream_.rdbuf(nullptr);
   buffer->close();
   delete buffer;
+}
+
+void keepRunningWhenStandardOutputCloses() {
+  closedStandardOutputTolerated = true;
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+bool standardOutputClosed() { return standardOutputWasClosed; }
+
+namespace {
+
+// A registered name stays in its slot (reachable) until forgotten; removing
+// it in a signal handler only marks it removed.
+struct TemporaryName {
+  char* volatile name;
+  volatile std::sig_atomic_t removed;
+};
+TemporaryName temporaryFiles[16];
+
+}  // namespace
+
+void registerTemporaryFile(const std::string& name) {
+  for (TemporaryName& slot : temporaryFiles) {
+    if (slot.name != nullptr) continue;
+    slot.removed = 0;
+    slot.name = ::strdup(name.c_str());
+    return;
+  }
+  failRun("too many temporary files at once: ", name);
+}
+
+void forgetTemporaryFile(const std::string& name) {
+  for (TemporaryName& slot : temporaryFiles) {
+    if (slot.name == nullptr || name != slot.name) continue;
+    char* const held = slot.name;
+    slot.name = nullptr;
+    std::free(held);
+  }
+}
+
+void discardTemporaryFiles() {
+  for (TemporaryName& slot : temporaryFiles) {
+    if (slot.name == nullptr || slot.removed) continue;
+    ::unlink(slot.name);
+    slot.removed = 1;
+  }
 }

@@ -9,7 +9,9 @@
 // writing are put back as they were before it (removed if it created them,
 // cut back to their old length if it appended to older ones), the scratch
 // files it registered are removed, `ovrell: ` and what failed is printed
-// with the system's reason, and the status is 1. SIGINT, SIGTERM, SIGHUP,
+// with the system's reason, and the status is 1 (a program may choose to
+// outlive a closed standard output: keepRunningWhenStandardOutputCloses).
+// SIGINT, SIGTERM, SIGHUP,
 // SIGPIPE and SIGXFSZ do the same clean-up and then end the process by the
 // same signal, so that a shell sees it. Signals that were ignored when the
 // process started stay ignored; a write then fails with its own reason.
@@ -49,7 +51,9 @@ template <typename... Parts>
 
 // Remembers how the files `names` are now (there or not, and their length),
 // so that a failed run can put back the ones it then opens through a
-// ResultFile. Call once, before the first ResultFile is opened and before
+// ResultFile. A symbolic link stands for its target: the target is cut back
+// or removed, never the link. A device, pipe or other file that is not
+// regular is left as it is. Call once, before the first ResultFile is opened and before
 // installSignalCleanup. `scratch` names a file in the working directory that
 // a failed or interrupted run removes (empty: none).
 void registerResultFiles(const std::vector<std::string>& names, const std::string& scratch);
@@ -88,10 +92,12 @@ class CheckedBuffer : public std::streambuf {
   std::unique_ptr<char[]> buffer_;  // not cleared: only what is written is touched
 };
 
-// Opens a result file for appending, creating it when it is not there.
-// `privateScratch`: mode 0600 and never through a symbolic link (a link
-// there counts as a file that cannot be opened). Returns false when the file
-// cannot be opened; the caller decides what that means.
+// Opens a result file for appending, creating it when it is not there; a
+// symbolic link is followed and its target written. `privateScratch`: mode
+// 0600 and never through a symbolic link (a link there counts as a file that
+// cannot be opened), and a file of another user there ends the run through
+// failRun. Returns false when the file cannot be opened; the caller decides
+// what that means.
 class ResultFile {
  public:
   bool open(const std::string& name, bool privateScratch = false);
@@ -108,6 +114,22 @@ class ResultFile {
 
 // Writes all `size` bytes to `fd`, or ends the run naming `what`.
 void writeAll(int fd, const void* data, std::size_t size, const std::string& what);
+
+// A standard output that is closed, or whose reader has gone (EPIPE; SIGPIPE
+// is then ignored), no longer ends the run once this was called: what is
+// written there is dropped and standardOutputClosed() says so. Other
+// failures of standard output still end the run. Call before
+// installSignalCleanup.
+void keepRunningWhenStandardOutputCloses();
+bool standardOutputClosed();
+
+// Temporary files that a failed or interrupted run removes (by failRun, the
+// signal handlers and discardTemporaryFiles): at most 16 at a time.
+// `forgetTemporaryFile` once one has been renamed to its final name.
+void registerTemporaryFile(const std::string& name);
+void forgetTemporaryFile(const std::string& name);
+// Removes the registered files; safe in a signal handler.
+void discardTemporaryFiles();
 
 template <typename... Parts>
 void failRun(const Parts&... parts) {

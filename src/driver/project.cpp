@@ -1,12 +1,11 @@
 // Project::run and Project::addAllFilesAttribute; contracts in
 // project/project.h.
-#include <cstdio>
+#include "project/project.h"
 
 #include "base/output.h"
 #include "driver/result_paths.h"
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"
-#include "project/project.h"
 
 Project::Project(Options& options) : options(options) {}
 
@@ -19,18 +18,24 @@ void Project::run() {
 
   const std::vector<ResultPath> results = resultPathsOf(options);
   refuseCollisions(options, files, results);
+  refuseEndlessReadBack(options, files);
   // One run at a time writes the partial results file of a directory; the
   // lock comes before the old results go, so that a waiting run deletes
   // nothing of the one it waits for.
-  if (!options.disFile.empty()) lockWorkingDirectory();
+  if (!options.disFile.empty()) {
+    lockWorkingDirectory();
+    refuseForeignPartialResults();
+  }
 
   // The writers only append, so old results go first; deliberately before
   // the attribute names are checked. With several attributes only the
   // commonalities files carry the "_i" names here: the dissimilarities
-  // files of earlier runs under "_i" names are kept and appended to.
+  // files of earlier runs under "_i" names are kept and appended to. An old
+  // result that cannot be deleted ends the run here, before anything is
+  // appended to it.
   std::vector<std::string> written;
   for (const ResultPath& result : results) {
-    if (result.deleted) std::remove(result.name.c_str());
+    if (result.deleted) clearOldResult(result);
     if (result.written) written.push_back(result.name);
   }
   registerResultFiles(written, options.disFile.empty() ? "" : kPartialResultsFile);

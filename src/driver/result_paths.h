@@ -33,4 +33,19 @@ std::vector<ResultPath> resultPathsOf(const Options& options);
 void refuseCollisions(const Options& options, const std::vector<boost::filesystem::path>& files,
                       const std::vector<ResultPath>& results);
 
+// Clears an old result before the run writes it, ending the process with a
+// message naming the file and the reason when it cannot: a regular file is
+// deleted; the target of a symbolic link is emptied (the link stays); a
+// device, pipe or other file that is not regular, or a name that is not
+// there, is left as it is.
+void clearOldResult(const ResultPath& result);
+
+// Ends the process, before anything is deleted, when reading back the
+// partial results of a dissimilarity run would go on without end (files
+// shorter than one block, see engine/partial_results.h); the message names
+// the largest memory limit that works. Files that cannot be looked at, or
+// differ in size, are left to the input checks.
+void refuseEndlessReadBack(const Options& options,
+                           const std::vector<boost::filesystem::path>& files);
+
 #endif  // OVRELL_DRIVER_RESULT_PATHS_H_

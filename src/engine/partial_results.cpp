@@ -2,11 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <boost/filesystem/operations.hpp>
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "base/fatal.h"
 #include "base/output.h"
@@ -33,15 +34,28 @@ void readPartialResult(unsigned char* piece, std::uint64_t length, std::int32_t 
 
 void removeStalePartialResults() { std::remove(kStalePartialResultsFile); }
 
-void removePartialResults() { boost::filesystem::remove(kPartialResultsFile); }
+void removePartialResults() {
+  if (std::remove(kPartialResultsFile) != 0 && errno != ENOENT)
+    fatal("ovrell: cannot remove the partial results file '", kPartialResultsFile,
+          "': ", std::strerror(errno), "\n");
+}
+
+void refuseForeignPartialResults() {
+  struct stat status {};
+  if (::lstat(kPartialResultsFile, &status) != 0 || S_ISLNK(status.st_mode)) return;
+  if (status.st_uid != ::geteuid())
+    fatal("ovrell: the partial results file '", kPartialResultsFile,
+          "' belongs to another user; nothing was deleted or written\n");
+}
 
 void lockWorkingDirectory() {
   static int directory = -1;
   if (directory >= 0) return;
   directory = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (directory < 0 || ::flock(directory, LOCK_EX | LOCK_NB) == 0) return;
-  warn("ovrell: another run is using the partial results file of this directory; waiting for it "
-       "to end\n");
+  warn(
+      "ovrell: another run is using the partial results file of this directory; waiting for it "
+      "to end\n");
   while (::flock(directory, LOCK_EX) != 0 && errno == EINTR) {
   }
 }

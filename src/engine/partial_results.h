@@ -31,6 +31,25 @@ inline std::int32_t partialResultsOffset(std::uint64_t offset) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(offset));
 }
 
+// The number of the last full record the read-back prints, counted from 0
+// at the start of the file: (fileSize - blockSize) / blockSize, the
+// difference taken in wrapping unsigned 64-bit arithmetic and the quotient
+// cut to a signed 32-bit number. When the files are shorter than one block
+// (a single short block whose length is not a multiple of 8) it wraps, to a
+// negative number for some sizes (the loop is skipped) and to a large
+// positive one for others.
+inline std::int32_t lastPartialRecord(std::uint64_t fileSize, std::uint64_t blockSize) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>((fileSize - blockSize) / blockSize));
+}
+
+// Whether the read-back would go on over records that do not exist: the
+// files are shorter than one block and the wrapped count is positive. Its
+// output would only end when the disk is full, so a run refuses such
+// inputs before it deletes anything.
+inline bool readBackRunsOn(std::uint64_t fileSize, std::uint64_t blockSize) {
+  return fileSize < blockSize && lastPartialRecord(fileSize, blockSize) > 0;
+}
+
 // Reads up to `length` bytes at `offset` (from the start when it is
 // negative) into `piece`; what cannot be read keeps its old bytes.
 void readPartialResult(unsigned char* piece, std::uint64_t length, std::int32_t offset);
@@ -39,8 +58,15 @@ void readPartialResult(unsigned char* piece, std::uint64_t length, std::int32_t 
 void removeStalePartialResults();
 
 // At an attribute's end: a missing file is no error; any other failure
-// raises the path library's error.
+// ends the run with a message naming the file and the reason (status 1;
+// the results written stay).
 void removePartialResults();
+
+// Ends the run with a message, before anything is deleted, when a partial
+// results file left in the working directory belongs to another user: it
+// would be appended to and could not be removed. A symbolic link there is
+// left to the append, which never follows it.
+void refuseForeignPartialResults();
 
 // Only one run at a time uses the partial results file of a working
 // directory: takes an exclusive lock on the directory itself (no file is

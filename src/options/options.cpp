@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "base/fatal.h"
+#include "base/version.h"
 #include "options/option_values.h"
 
 namespace po = boost::program_options;
@@ -182,8 +183,8 @@ void Options::parseCommandLine(int argc, char** argv) {
     exitProcess(0);
   }
   if (map.count("version")) {
-    std::cout << "Ovrell - version " << 1 << "." << 1 << "." << 1 << ", " << kVersionNotice
-              << std::endl;
+    std::cout << "Ovrell - version " << kVersionMajor << "." << kVersionMinor << "."
+              << kVersionPatch << ", " << kVersionNotice << std::endl;
     exitProcess(0);
   }
   applySwitches(map, *this);

@@ -22,12 +22,12 @@ void Ovrell::writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize,
     printBitRow(mask.data, mask.size, out);
   }
   // The count of full pieces is cut to a signed 32-bit number. When the
-  // file is shorter than one block, fileSize - blockSize wraps around, and
-  // for most block sizes the cut count is positive: the loop then prints
-  // that many pieces of records that do not exist. Kept so on purpose.
+  // file is shorter than one block, fileSize - blockSize wraps around: a
+  // negative count skips the loop, kept so on purpose; a positive one, which
+  // would print pieces of records that do not exist until the disk is full,
+  // is refused before the run starts.
   mask.size = blockSize;
-  const std::int32_t last =
-      static_cast<std::int32_t>(static_cast<std::uint32_t>((fileSize - blockSize) / blockSize));
+  const std::int32_t last = lastPartialRecord(fileSize, blockSize);
   for (std::int64_t k = last; k >= 0; --k) {
     readPartialResult(mask.data, blockSize,
                       partialResultsOffset(static_cast<std::uint64_t>(k) * blockSize));

@@ -1,10 +1,9 @@
 // The JSON document, written as the findings are walked, so that regions,
 // fields and stretches of any number cost no memory: each piece is put
 // together in a buffer that goes out whenever it passes kFlushBytes. Every
-// string goes through nlohmann::json: quotes and control characters are
-// escaped, and a byte that is not part of valid UTF-8 becomes U+FFFD.
+// string is written by jsonEscaped, so that each byte string has a string of
+// its own.
 #include <charconv>
-#include <nlohmann/json.hpp>
 
 #include "report/report_writer.h"
 
@@ -12,9 +11,36 @@ namespace {
 
 constexpr std::size_t kFlushBytes = 1 << 16;
 
-std::string jsonString(const std::string& text) {
-  return nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+// The length of the valid UTF-8 sequence at `s` (of `n` bytes), or 0 when
+// none starts there: no overlong forms, surrogates or code points past
+// U+10FFFF. `code` is set to its code point.
+std::size_t utf8Length(const unsigned char* s, std::size_t n, std::uint32_t& code) {
+  std::size_t length = 0;
+  std::uint32_t least = 0;
+  if (s[0] < 0x80)
+    length = 1, code = s[0];
+  else if (s[0] >= 0xC2 && s[0] <= 0xDF)
+    length = 2, code = s[0] & 0x1FU, least = 0x80;
+  else if ((s[0] & 0xF0) == 0xE0)
+    length = 3, code = s[0] & 0x0FU, least = 0x800;
+  else if (s[0] >= 0xF0 && s[0] <= 0xF4)
+    length = 4, code = s[0] & 0x07U, least = 0x10000;
+  if (length == 0 || length > n) return 0;
+  for (std::size_t i = 1; i < length; ++i) {
+    if ((s[i] & 0xC0) != 0x80) return 0;
+    code = code << 6 | (s[i] & 0x3FU);
+  }
+  if (code < least || (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF) return 0;
+  return length;
 }
+
+void appendEscape(std::string& out, unsigned value) {
+  static const char kHex[] = "0123456789abcdef";
+  out += "\\u";
+  for (int shift = 12; shift >= 0; shift -= 4) out += kHex[(value >> shift) & 0xF];
+}
+
+std::string jsonString(const std::string& text) { return "\"" + jsonEscaped(text) + "\""; }
 
 class JsonWriter : public ReportWriter {
  public:
@@ -144,6 +170,34 @@ class JsonWriter : public ReportWriter {
 };
 
 }  // namespace
+
+std::string jsonEscaped(const std::string& text, bool forTerminal) {
+  std::string out;
+  const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+  for (std::size_t at = 0; at < text.size();) {
+    std::uint32_t code = 0;
+    const std::size_t length = utf8Length(bytes + at, text.size() - at, code);
+    const char* const shortForm = length != 1    ? nullptr
+                                  : code == '"'  ? "\\\""
+                                  : code == '\\' ? "\\\\"
+                                  : code == '\b' ? "\\b"
+                                  : code == '\f' ? "\\f"
+                                  : code == '\n' ? "\\n"
+                                  : code == '\r' ? "\\r"
+                                  : code == '\t' ? "\\t"
+                                                 : nullptr;
+    if (length == 0)
+      appendEscape(out, 0xDC00U + bytes[at]);
+    else if (shortForm != nullptr)
+      out += shortForm;
+    else if (code < 0x20 || (forTerminal && code >= 0x7F && code <= 0x9F))
+      appendEscape(out, code);
+    else
+      out.append(text, at, length);
+    at += length == 0 ? 1 : length;
+  }
+  return out;
+}
 
 std::unique_ptr<ReportWriter> jsonWriter(std::ostream& out) {
   return std::make_unique<JsonWriter>(out);

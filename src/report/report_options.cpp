@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "base/fatal.h"
+#include "base/version.h"
 
 namespace po = boost::program_options;
 
@@ -32,7 +33,8 @@ void describe(Options& o, ReportOptions& r, std::string& memLimitText, std::stri
       ("inverse-byte-order,b", "inverse the bits of each input byte")
       ("json", text(&r.jsonFile), "write the whole report as JSON to this file ('-': standard "
        "output, instead of the table)")
-      ("html", text(&r.htmlFile), "write the picture of the files as one HTML file")
+      ("html", text(&r.htmlFile), "write the picture of the files as one HTML file ('-': "
+       "standard output, instead of the table)")
       ("bits", "list each region's fields in the table")
       ("limit", po::value<std::string>(&limitText)->default_value("50"),
        "rows of a table before it is cut (0: no limit)");
@@ -69,7 +71,7 @@ void parseReportCommandLine(int argc, char** argv, Options& options, ReportOptio
     exitProcess(0);
   }
   if (map.count("version")) {
-    std::cout << "Ovrell-report - version 1.1.1, " << kVersionNotice << std::endl;
+    std::cout << "Ovrell-report - version " << kVersion << ", " << kVersionNotice << std::endl;
     exitProcess(0);
   }
   if (limitText.empty() || limitText.size() > 18 ||

@@ -16,7 +16,7 @@
 
 struct ReportOptions {
   std::string jsonFile;      // empty: no JSON; "-": standard output, instead of the text
-  std::string htmlFile;      // empty: no picture
+  std::string htmlFile;      // empty: no picture; "-": standard output, instead of the text
   bool bits = false;         // the text lists each region's fields
   std::uint64_t limit = 50;  // rows of a text table; 0: all
 };

@@ -1,19 +1,16 @@
 #include "report/report_run.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <iostream>
 
 #include "base/fatal.h"
 #include "base/file_identity.h"
 #include "base/output.h"
+#include "base/replaced_outputs.h"
 #include "engine/ovrell.h"
 #include "project/project.h"
 #include "report/attribute_scan.h"
@@ -83,31 +80,16 @@ void runReport(Options& options, const ReportOptions& report) {
   run.fileSize = engine.checkInput(project.files);
 
   refuseOverwritingInputs(options, project.files, report);
-  std::vector<std::string> results;
-  for (const std::string& name : {report.jsonFile, report.htmlFile})
-    if (!name.empty() && name != "-") results.push_back(name);
-  // A regular file is replaced; anything else there (a device, a pipe) is
-  // written to as it is and never removed.
-  std::vector<std::string> replaced;
-  for (const std::string& name : results) {
-    struct stat status {};
-    if (::stat(name.c_str(), &status) != 0 || S_ISREG(status.st_mode)) replaced.push_back(name);
-  }
-  for (const std::string& name : replaced) std::remove(name.c_str());
-  registerResultFiles(replaced, "");
+  keepRunningWhenStandardOutputCloses();
   installSignalCleanup();
-
-  ResultFile jsonFile, htmlFile;
+  ReplacedOutputs outputs;
   std::vector<std::unique_ptr<ReportWriter>> writers;
-  if (report.jsonFile != "-") writers.push_back(textWriter(std::cout, report, colourWanted()));
-  if (report.jsonFile == "-") writers.push_back(jsonWriter(std::cout));
-  auto open = [](ResultFile& file, const std::string& name) -> std::ostream& {
-    if (!file.open(name)) failRun("cannot open ", name, " for writing: ", std::strerror(errno));
-    return file.stream();
-  };
-  if (!report.jsonFile.empty() && report.jsonFile != "-")
-    writers.push_back(jsonWriter(open(jsonFile, report.jsonFile)));
-  if (!report.htmlFile.empty()) writers.push_back(htmlWriter(open(htmlFile, report.htmlFile)));
+  if (!report.jsonFile.empty())
+    writers.push_back(jsonWriter(outputs.add("JSON file", report.jsonFile)));
+  if (!report.htmlFile.empty())
+    writers.push_back(htmlWriter(outputs.add("HTML file", report.htmlFile)));
+  if (!outputs.toStandardOutput())
+    writers.insert(writers.begin(), textWriter(std::cout, report, colourWanted()));
 
   AttributeScan scan(engine, project.files, run.fileSize);
   for (auto& writer : writers) writer->begin(run);
@@ -121,6 +103,11 @@ void runReport(Options& options, const ReportOptions& report) {
     }
     scan.scan(findings);
     for (auto& writer : writers) writer->attribute(findings);
+    if (standardOutputClosed() && !outputs.toFiles()) break;
   }
   for (auto& writer : writers) writer->end();
+  outputs.commit();
+  if (standardOutputClosed() && outputs.toFiles())
+    failRun("standard output was closed; the report there was cut, the files are complete");
+  if (standardOutputClosed()) failRun("standard output was closed; the report there was cut");
 }

@@ -40,6 +40,14 @@ std::unique_ptr<ReportWriter> jsonWriter(std::ostream& out);
 // The HTML picture of report/html_writer.cpp.
 std::unique_ptr<ReportWriter> htmlWriter(std::ostream& out);
 
+// `text` as the inside of a JSON string: `"`, `\` and the control characters
+// escaped as JSON escapes them (`\n`, `\u001b`, ...), valid UTF-8 as it is,
+// and each byte that is not part of valid UTF-8 as the lone surrogate
+// `\udcXX` (XX its value, 80 to ff), so that different byte strings stay
+// different strings. `forTerminal` also escapes DEL and the C1 controls
+// (U+0080 to U+009F), which a terminal may act on.
+std::string jsonEscaped(const std::string& text, bool forTerminal = false);
+
 // The most cells the picture draws per attribute: the bytes a cell stands
 // for, for files of `fileSize` bytes.
 std::uint64_t bytesPerCellFor(std::uint64_t fileSize);

@@ -1,6 +1,9 @@
 // The text table: one block per attribute with its groups, its bit counts
 // and its regions (each group's bytes in hex, and as text when printable);
-// with --bits each region's fields below it.
+// with --bits each region's fields below it. Names and values are written as
+// JSON escapes them (control characters and bytes that are not UTF-8 too), so
+// nothing reaches the terminal raw; the first two columns are as wide as the
+// largest offset, position and length of the file size need.
 #include <algorithm>
 #include <iomanip>
 #include <sstream>
@@ -11,6 +14,14 @@ namespace {
 
 constexpr std::uint64_t kShownBytes = 8;  // of a region, per cell
 constexpr std::uint64_t kShownBits = 16;  // of a field, per cell
+constexpr int kLeastOffsetDigits = 8;
+constexpr int kLeastLengthWidth = 8;
+
+int digits(std::uint64_t value, unsigned base) {
+  int count = 1;
+  while (value >= base) value /= base, ++count;
+  return count;
+}
 
 class TextWriter : public ReportWriter {
  public:
@@ -19,6 +30,14 @@ class TextWriter : public ReportWriter {
 
   void begin(const ReportRun& run) override {
     run_ = run;
+    const std::uint64_t last = run.fileSize - 1;
+    const bool bitsOverflow = run.fileSize > UINT64_MAX / 8;
+    const int bitDigits = bitsOverflow ? 20 : digits(8 * run.fileSize, 10);
+    rangeWidth_ = 2 * (2 + std::max(kLeastOffsetDigits, digits(last, 16))) + 1;
+    if (options_.bits)  // "  bits FIRST-LAST"
+      rangeWidth_ = std::max(rangeWidth_, 8 + 2 * bitDigits);
+    lengthWidth_ =
+        std::max(kLeastLengthWidth, 1 + (options_.bits ? bitDigits : digits(run.fileSize, 10)));
     out_ << paint("1", std::to_string(run.fileNames.size()) + " files of " +
                            std::to_string(run.fileSize) + " bytes (" +
                            std::to_string(8 * run.fileSize) + " bits)")
@@ -26,10 +45,15 @@ class TextWriter : public ReportWriter {
   }
 
   void attribute(Findings& f) override {
-    out_ << "\n" << paint("1", "attribute " + f.name) << ": " << f.groups.size() << " groups\n";
-    for (const ReportGroup& group : f.groups)
-      out_ << "  " << std::left << std::setw(static_cast<int>(nameWidth(f))) << group.value << "  "
-           << group.files->size() << (group.files->size() == 1 ? " file\n" : " files\n");
+    names_.clear();
+    for (const ReportGroup& group : f.groups) names_.push_back(jsonEscaped(group.value, true));
+    out_ << "\n"
+         << paint("1", "attribute " + jsonEscaped(f.name, true)) << ": " << f.groups.size()
+         << " groups\n";
+    for (std::size_t g = 0; g < f.groups.size(); ++g)
+      out_ << "  " << std::left << std::setw(static_cast<int>(nameWidth())) << names_[g] << "  "
+           << f.groups[g].files->size()
+           << (f.groups[g].files->size() == 1 ? " file\n" : " files\n");
     out_ << "  bits: " << paint("32", std::to_string(f.informative) + " informative") << ", "
          << paint("2", std::to_string(f.constant) + " constant") << ", "
          << paint("33", std::to_string(f.varying) + " varying") << "\n";
@@ -46,20 +70,20 @@ class TextWriter : public ReportWriter {
     return colour_ ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
   }
 
-  static std::size_t nameWidth(const Findings& f) {
+  std::size_t nameWidth() const {
     std::size_t width = 0;
-    for (const ReportGroup& group : f.groups) width = std::max(width, group.value.size());
+    for (const std::string& name : names_) width = std::max(width, name.size());
     return width;
   }
 
   std::size_t cellWidth(const Findings& f) const {
     const std::uint64_t shown = std::min(kShownBytes, f.longestRegion);
     std::size_t width = 3 * shown - 1 + (f.longestRegion > shown ? 4 : 0) + shown + 4;
-    return std::max({width, nameWidth(f), options_.bits ? kShownBits + 4 : 0});
+    return std::max({width, nameWidth(), options_.bits ? kShownBits + 4 : 0});
   }
 
   // Group g's bytes of a region: hex, then the text when every shown byte is
-  // known and printable.
+  // known and printable, with `"` and `\` escaped.
   std::string regionCell(Findings& f, const Span& region, std::size_t g) {
     std::string hex;
     appendRegionHex(hex, f, region, g, kShownBytes, " ");
@@ -71,6 +95,7 @@ class TextWriter : public ReportWriter {
       if (digits[at] == '?') return cell;
       const int byte = std::stoi(digits.substr(at, 2), nullptr, 16);
       if (byte < 0x20 || byte > 0x7e) return cell;
+      if (byte == '"' || byte == '\\') text += '\\';
       text += static_cast<char>(byte);
     }
     return cell + "  \"" + text + "\"";
@@ -85,18 +110,19 @@ class TextWriter : public ReportWriter {
 
   void regionTable(Findings& f) {
     const int width = static_cast<int>(cellWidth(f));
-    out_ << "  " << std::left << std::setw(21) << "bytes" << std::right << std::setw(8) << "length";
-    for (std::size_t g = 0; g < f.groups.size(); ++g) cell(f, g, width, f.groups[g].value);
+    out_ << "  " << std::left << std::setw(rangeWidth_) << "bytes" << std::right
+         << std::setw(lengthWidth_) << "length";
+    for (std::size_t g = 0; g < f.groups.size(); ++g) cell(f, g, width, names_[g]);
     out_ << "\n";
     std::uint64_t rows = 0;
     forEachRegion(f, [&](const Span& region) {
       if (options_.limit != 0 && rows == options_.limit) return false;
       ++rows;
       std::ostringstream range;
-      range << "0x" << std::hex << std::setfill('0') << std::setw(8) << region.first << "-0x"
-            << std::setw(8) << region.last;
-      out_ << "  " << std::left << std::setw(21) << range.str() << std::right << std::setw(8)
-           << region.last - region.first + 1;
+      range << "0x" << std::hex << std::setfill('0') << std::setw(kLeastOffsetDigits)
+            << region.first << "-0x" << std::setw(kLeastOffsetDigits) << region.last;
+      out_ << "  " << std::left << std::setw(rangeWidth_) << range.str() << std::right
+           << std::setw(lengthWidth_) << region.last - region.first + 1;
       for (std::size_t g = 0; g < f.groups.size(); ++g) cell(f, g, width, regionCell(f, region, g));
       out_ << "\n";
       if (options_.bits) fieldRows(f, region, width);
@@ -112,8 +138,8 @@ class TextWriter : public ReportWriter {
     forEachField(f, region.from, region.to, [&](const Span& field) {
       std::ostringstream range;
       range << "  bits " << field.first << "-" << field.last;
-      out_ << "  " << std::left << std::setw(21) << range.str() << std::right << std::setw(8)
-           << field.last - field.first + 1;
+      out_ << "  " << std::left << std::setw(rangeWidth_) << range.str() << std::right
+           << std::setw(lengthWidth_) << field.last - field.first + 1;
       for (std::size_t g = 0; g < f.groups.size(); ++g) {
         std::string bits;
         appendFieldBits(bits, f, field, g, kShownBits);
@@ -129,6 +155,8 @@ class TextWriter : public ReportWriter {
   const ReportOptions& options_;
   bool colour_;
   ReportRun run_;
+  int rangeWidth_ = 0, lengthWidth_ = 0;
+  std::vector<std::string> names_;  // the groups' values, escaped
 };
 
 }  // namespace

@@ -56,12 +56,12 @@ TEST(Failures, ResultPathsThatAreInputsOrEachOtherAreRefusedBeforeAnythingGoes) 
             "nothing was deleted or written\n= 1\na\nb\nc\nl\np.txt\n 03\n");
 }
 
-// The endless output of a short file in an uneven block keeps the run in its final writer, with
-// the partial results file there, until a signal ends it.
+// A mask longer than the pipe can hold keeps the run in its final writer, with the partial
+// results file there, until a signal ends it.
 TEST(Failures, SignalTakesBackResultsAndThePrivatePartialResultsFile) {
   const Sandbox sb;
-  const std::string z(64, '0');
-  EXPECT_EQ(runScript(sb, "a=" + z + "00 b=" + z + "01 c=01 d=02",
+  EXPECT_EQ(runScript(sb, "c=01 d=02",
+                      "head -c 99999 /dev/zero > a; { cat a; printf 1; } > b; head -c 1 b >> a; "
                       "umask 0; printf \"file G\\na x\\nb y\\n\" > p.txt; mkfifo f; exec 3<>f; "
                       "\"$OVRELL\" -p p.txt -d dis G >f & sleep 1; stat -c %a __partialResult1_tmp; "
                       "kill -TERM $!; { wait $!; } 2>/dev/null; echo \"status $?\"; ls; echo keep > v; "
@@ -106,4 +106,32 @@ TEST(Failures, FewDescriptorsAreEnough) {
                       "G10 G11 G12 G13 G14 G15 G16 G17 G18 G19; echo \"status $?\"); cmp r1 r2 && "
                       "cmp d1 d2 && cat d2 m_20; cat m_* | wc -c"),
             "status 0\n(13-14)\n(11-12)\n(9-10)\n(7-8)\n(5-6)\n(3-4)\n(1-2)\nFF FF105\n");
+}
+
+// A link named as a result keeps being a link: its target is emptied and written, and a failed
+// run takes back what it wrote there; a dangling link gets its target made. An old result that
+// cannot be deleted (another user's, in a sticky directory) and a partial results file of
+// another user stop the run before anything is written. Needs root and setpriv.
+TEST(Failures, ResultsThroughLinksAndOldResultsOfOthers) {
+  if (geteuid() != 0 || std::system("setpriv --version >/dev/null 2>&1") != 0)
+    GTEST_SKIP() << "needs root and setpriv to act as a second user";
+  const Sandbox sb;
+  chmod(sb.root.c_str(), 0755);
+  EXPECT_EQ(runScript(sb, "",
+                      std::string(kData) +
+                          "chmod 1777 .; echo old > t1; echo old > t2; ln -s t1 l1; ln -s t2 l2; "
+                          "ln -s t3 l3; o() { \"$OVRELL\" \"$@\"; echo \" = $?\"; }; "
+                          "o -p p.txt -n -f 1 -c l1 -d l2 H; find . -type l | sort; wc -c < t1; "
+                          "head -c 1 t2; echo; \"$OVRELL\" -p p.txt -d l3 G >/dev/full; echo \" = $?\"; "
+                          "find . -type l | sort; ls t3; echo old > r; chmod 666 r; "
+                          "setpriv --reuid=nobody --regid=nogroup --clear-groups \"$OVRELL\" -p p.txt "
+                          "-c r G; echo \" = $?\"; cat r; setpriv --reuid=nobody --regid=nogroup "
+                          "--clear-groups touch __partialResult1_tmp; o -p p.txt -c r -d d G; cat r; ls"),
+            " = 0\n./l1\n./l2\n./l3\n196608\n(\n"
+            "ovrell: cannot write standard output: No space left on device\n = 1\n./l1\n./l2\n./l3\n"
+            "ls: cannot access 't3': No such file or directory\n"
+            "ovrell: cannot delete the old commonalities file 'r': Operation not permitted; nothing "
+            "was written\n = 1\nold\novrell: the partial results file '__partialResult1_tmp' "
+            "belongs to another user; nothing was deleted or written\n = 1\nold\n"
+            "__partialResult1_tmp\na\nb\nc\nl1\nl2\nl3\np.txt\nr\nt1\nt2\n");
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <iomanip>
 #include <random>
 
 #include "report_runner.h"
@@ -95,21 +96,51 @@ TEST(Report, TarArchivesDifferInTheModeAndChecksumFields) {
 }
 
 // File names and values with quotes, control characters and bytes that are
-// not UTF-8 still make a JSON document that a strict parser reads; such
-// bytes become U+FFFD.
+// not UTF-8 (alone, overlong, a surrogate, cut short) make a JSON document
+// in which every value keeps a key of its own: such a byte is the lone
+// surrogate \udcXX, and Python's surrogateescape gives the bytes back.
 TEST(Report, JsonOfNamesThatAreNotPlainText) {
-  using namespace std::string_literals;
   const Sandbox sb;
-  const std::string odd = "a\"b\x01\xff", shown = "a\"b\x01\xEF\xBF\xBD";
-  sb.put(odd, "\x0f"s);
-  sb.put("b", "\xf0"s);
-  sb.put("p.txt", "file v\n'" + odd + "' '" + odd + "'\nb \\\\\n");
-  const json a = reportJson(sb, {"-p", "p.txt"})["attributes"][0];
-  EXPECT_EQ(a["groups"][0]["value"], "\\");  // groups in byte order of their values
-  EXPECT_EQ(a["groups"][1]["value"], shown);
-  EXPECT_EQ(a["groups"][1]["files"][0], shown);
-  EXPECT_EQ(a["regions"][0]["values"][shown], "0f");
-  EXPECT_EQ(a["fields"][0]["values"]["\\"], "11110000");
+  // In byte order; U+0800, U+E000 and U+10FFFF are the edges of valid UTF-8.
+  const std::string values[] = {"a\"b\x01\xff",     "\xc0\x80",     "\xc3\xa9",
+                                "\xe0\xa0\x80",     "\xe2\x82",     "\xed\xa0\x80",
+                                "\xee\x80\x80",     "\xef\xbf\xbd", "\xf0\x9f\x98\x80",
+                                "\xf4\x8f\xbf\xbf", "\xfe"};
+  std::string project = "file v\n";
+  for (int i = 0; i < 11; ++i) {
+    const std::string file = i == 0 ? values[0] : std::to_string(i);
+    sb.put(file, std::string(1, static_cast<char>(i)));
+    project += "'" + file + "' '" + values[i] + "'\n";
+  }
+  sb.put("p.txt", project);
+  ASSERT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "r.json"}).status, 0);
+  const std::string json = slurp(sb.path("r.json"));
+  EXPECT_NE(
+      json.find(R"("groups": [{"value": "a\"b\u0001\udcff", "files": ["a\"b\u0001\udcff"]}, )"
+                R"({"value": "\udcc0\udc80", "files": ["1"]}, {"value": "é", "files": ["2"]}, )"
+                "{\"value\": \"\xe0\xa0\x80\", \"files\": [\"3\"]}, "
+                R"({"value": "\udce2\udc82", "files": ["4"]}, )"
+                R"({"value": "\udced\udca0\udc80", "files": ["5"]}, )"
+                "{\"value\": \"\xee\x80\x80\", \"files\": [\"6\"]}, "
+                "{\"value\": \"\xef\xbf\xbd\", \"files\": [\"7\"]}, "
+                "{\"value\": \"\xf0\x9f\x98\x80\", \"files\": [\"8\"]}, "
+                "{\"value\": \"\xf4\x8f\xbf\xbf\", \"files\": [\"9\"]}, "
+                R"({"value": "\udcfe", "files": ["10"]}])"),
+      std::string::npos)
+      << json;
+  const std::string script =
+      "import json\na = json.load(open('" + sb.path("r.json") +
+      "'))['attributes'][0]\nprint(len(a['regions'][0]['values']), "
+      "b''.join(g['value'].encode('utf-8', 'surrogateescape') for g in a['groups']).hex())";
+  std::FILE* python = popen(("python3 -c \"" + script + "\"").c_str(), "r");
+  char line[512] = "";
+  ASSERT_TRUE(python != nullptr && std::fgets(line, sizeof line, python) != nullptr);
+  pclose(python);
+  std::string bytes;
+  for (const std::string& value : values) bytes += value;
+  std::ostringstream hex;
+  for (unsigned char c : bytes) hex << std::hex << std::setw(2) << std::setfill('0') << unsigned{c};
+  EXPECT_EQ(std::string(line), "11 " + hex.str() + "\n");
 }
 
 // The mistakes both programs can be given: the same message and status. The
@@ -216,6 +247,60 @@ TEST(Report, TableWithFields) {
             "  0x00000003-0x00000004       2  10 7f                 13 7e\n"
             "    bits 30-31                2  00                    11\n"
             "    bits 39-39                1  1                     0\n");
+}
+
+// Names and values reach the terminal as JSON escapes them (the C1 controls
+// and DEL too, U+00A0 not), and `"` and `\` are escaped in the text column.
+TEST(Report, TableEscapesWhatATerminalWouldActOn) {
+  const Sandbox sb;
+  sb.put("p.txt", "file 'v\x01'\na '\x1b[31m'\nb '\x7f\xc2\x9b\xc2\xa0\xff'\n");
+  sb.put("a", "\"\\");
+  sb.put("b", "AB");
+  EXPECT_EQ(
+      run(sb, REPORT_BINARY, {"-p", "p.txt"}).out,
+      "2 files of 2 bytes (16 bits)\n\n"
+      "attribute v\\u0001: 2 groups\n"
+      "  \\u001b[31m            1 file\n"
+      "  \\u007f\\u009b\xc2\xa0\\udcff  1 file\n"
+      "  bits: 8 informative, 8 constant, 0 varying\n"
+      "  1 region, 3 fields, 8 stretches\n"
+      "  bytes                  length  \\u001b[31m            \\u007f\\u009b\xc2\xa0\\udcff\n"
+      "  0x00000000-0x00000001       2  22 5c  \"\\\"\\\\\"         41 42  \"AB\"\n");
+}
+
+}  // namespace
+
+namespace {
+
+// Files of two sizes whose differing byte is the one before the last: the
+// first two columns grow to hold the offsets, positions and lengths (sparse
+// files; the one past 4 GiB takes about 30 s and is excluded with -E
+// HugeFiles).
+void expectTableOfSparseFiles(off_t size, bool bits, const std::string& table) {
+  const Sandbox sb;
+  sb.put("p.txt", "file g\nh1 a\nh2 b\n");
+  sb.put("h1", "");
+  sb.put("h2", "");
+  ASSERT_EQ(truncate(sb.path("h1").c_str(), size) | truncate(sb.path("h2").c_str(), size), 0);
+  std::fstream(sb.path("h2"), std::ios::in | std::ios::out | std::ios::binary).seekp(size - 2)
+      << '\x01';
+  std::vector<std::string> args{"-p", "p.txt"};
+  if (bits) args.push_back("--bits");
+  const std::string out = run(sb, REPORT_BINARY, args).out;
+  EXPECT_EQ(out.substr(out.find("  bytes")), table);
+}
+
+TEST(Report, TableColumnsGrowWithTheFileSize) {
+  expectTableOfSparseFiles(20000002, true,
+                           "  bytes                         length  a                     b\n"
+                           "  0x01312d00-0x01312d00              1  00                    01\n"
+                           "    bits 160000007-160000007         1  0                     1\n");
+}
+
+TEST(Report, HugeFilesTableColumns) {
+  expectTableOfSparseFiles((off_t{1} << 32) + 4, false,
+                           "  bytes                       length  a        b\n"
+                           "  0x100000002-0x100000002          1  00       01\n");
 }
 
 }  // namespace
