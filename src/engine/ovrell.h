@@ -35,6 +35,9 @@ class Ovrell {
  public:
   explicit Ovrell(Options& options);
   ~Ovrell();
+  // The options the engine runs with (checkInput may have reset the chunk
+  // size).
+  const Options& runOptions() const { return options; }
 
   // --- How the work is organised; the output does not depend on it ---
   // Bytes of all files together in one tile of readBlockInTiles: a tile and

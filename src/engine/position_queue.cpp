@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +13,8 @@
 #include "engine/temporary_file.h"
 
 namespace {
+
+constexpr std::uint64_t kGapTop = 15, kLengthTop = 7;
 
 void putVarint(std::vector<unsigned char>& chunk, std::uint64_t value) {
   for (; value >= 0x80; value >>= 7) chunk.push_back(static_cast<unsigned char>(value | 0x80));
@@ -47,19 +50,29 @@ void PositionQueue::push(std::uint64_t position) {
   hasBack_ = true;
 }
 
-// A chunk starts with its first stretch's high position; every further
-// stretch is the gap below the previous low, then its length, minus one.
+// A chunk starts with its first stretch's high position. Every stretch then
+// has a byte that holds its gap below the previous low (minus 2, 0 for a
+// chunk's first) up to 15 and its length minus one up to 7, each followed,
+// when it is at its top, by a varint of the rest: a run of one position
+// takes a byte, so the queue never holds more than half a byte per masked
+// bit.
 void PositionQueue::encode(const Stretch& stretch) {
+  std::uint64_t gap = 0;
   if (chunks_.empty() || chunks_.back().size() >= chunkBytes_) {
     if (!chunks_.empty()) chunkMemory_ += chunks_.back().size();
     chunks_.emplace_back();
-    chunks_.back().reserve(chunkBytes_ + 20);
+    chunks_.back().reserve(chunkBytes_ + 30);
     putVarint(chunks_.back(), stretch.high);
     if (chunkMemory_ > memoryBytes_) spill();
   } else {
-    putVarint(chunks_.back(), writeLow_ - stretch.high - 1);
+    gap = writeLow_ - stretch.high - 2;
   }
-  putVarint(chunks_.back(), stretch.high - stretch.low);
+  const std::uint64_t length = stretch.high - stretch.low;
+  Chunk& chunk = chunks_.back();
+  chunk.push_back(static_cast<unsigned char>(std::min<std::uint64_t>(gap, kGapTop) << 3 |
+                                             std::min<std::uint64_t>(length, kLengthTop)));
+  if (gap >= kGapTop) putVarint(chunk, gap - kGapTop);
+  if (length >= kLengthTop) putVarint(chunk, length - kLengthTop);
   writeLow_ = stretch.low;
 }
 
@@ -71,9 +84,7 @@ void PositionQueue::spill() {
   if (spillFd_ < 0) failRun("cannot make a temporary file in ", dir, ": ", std::strerror(errno));
   while (chunkMemory_ > memoryBytes_ / 2 && chunks_.size() > 1) {
     Chunk& oldest = chunks_.front();
-    if (::lseek(spillFd_, static_cast<off_t>(spillWrite_), SEEK_SET) < 0)
-      failRun("cannot write a temporary file in ", dir, ": ", std::strerror(errno));
-    writeAll(spillFd_, oldest.data(), oldest.size(), "a temporary file in " + dir);
+    writeTemporary(spillFd_, oldest.data(), oldest.size(), spillWrite_);
     spillWrite_ += oldest.size();
     spilled_.push_back(oldest.size());
     chunkMemory_ -= oldest.size();
@@ -83,16 +94,7 @@ void PositionQueue::spill() {
 
 void PositionQueue::unspill(Chunk& into) {
   into.resize(spilled_.front());
-  std::size_t done = 0;
-  while (done < into.size()) {
-    const ssize_t got = ::pread(spillFd_, into.data() + done, into.size() - done,
-                                static_cast<off_t>(spillRead_ + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0)
-      failRun("cannot read back a temporary file in ", temporaryDirectory(), ": ",
-              std::strerror(got < 0 ? errno : EIO));
-    done += static_cast<std::size_t>(got);
-  }
+  readTemporary(spillFd_, into.data(), into.size(), spillRead_);
   spillRead_ += into.size();
   spilled_.pop_front();
   if (spilled_.empty()) {  // all read back: the file can start over
@@ -104,7 +106,8 @@ void PositionQueue::unspill(Chunk& into) {
 }
 
 bool PositionQueue::loadFront() {
-  if (readAt_ == reading_.size()) {
+  const bool chunkStart = readAt_ == reading_.size();
+  if (chunkStart) {
     readAt_ = 0;
     if (!spilled_.empty()) {
       unspill(reading_);
@@ -120,10 +123,13 @@ bool PositionQueue::loadFront() {
       return hasFront_ = true;
     }
     front_.high = getVarint(reading_, readAt_);
-  } else {
-    front_.high = readLow_ - getVarint(reading_, readAt_) - 1;
   }
-  front_.low = front_.high - getVarint(reading_, readAt_);
+  const unsigned char head = reading_[readAt_++];
+  std::uint64_t gap = head >> 3, length = head & kLengthTop;
+  if (gap == kGapTop) gap += getVarint(reading_, readAt_);
+  if (length == kLengthTop) length += getVarint(reading_, readAt_);
+  if (!chunkStart) front_.high = readLow_ - gap - 2;
+  front_.low = front_.high - length;
   readLow_ = front_.low;
   return hasFront_ = true;
 }

@@ -6,6 +6,7 @@
 
 #include "engine/position_queue.h"
 #include "engine/single_list.h"
+#include "engine/temporary_file.h"
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "the masks' words are read a byte at a time in memory order");
@@ -15,10 +16,6 @@ namespace {
 constexpr std::uint64_t kGapLines = 2;
 // A tile's scratch: its mask, and the uniform bits' mask for the picture.
 constexpr std::uint64_t kScratchPerByte = 2;
-
-void putWord(unsigned char* at, std::uint64_t value) {
-  for (unsigned i = 0; i < 8; ++i) at[i] = static_cast<unsigned char>(value >> (8 * i));
-}
 
 // What a tile's mask tells: the bits not uniform inside some group
 // (varying), the informative bits, and the lines (8 words) that hold one.
@@ -97,7 +94,13 @@ void markCells(const Word* words, std::uint64_t size, bool invert, std::uint64_t
 }  // namespace
 
 AttributeScan::AttributeScan(Ovrell& engine, const DataFiles& files, std::uint64_t fileSize)
-    : engine_(engine), files_(files), fileSize_(fileSize) {
+    : engine_(engine),
+      files_(files),
+      fileSize_(fileSize),
+      fileBytes_(files, fileSize, engine.runOptions()) {
+  // The report's temporary files leave the file system they are on room to
+  // breathe.
+  reserveTemporarySpace(true);
   const std::uint64_t n = files.size();
   // The budget as ovrell -d has it, for the same messages when it is too
   // small; but the kernel's buffers here hold one tile, not one block, so
@@ -151,7 +154,6 @@ void AttributeScan::scan(Findings& findings) {
   std::vector<Slot> slots(engine_.tileSlots());
   const bool picture = findings.bytesPerCell != 0;
   std::vector<unsigned long long*> rowPointers, runRows;
-  unsigned char stretch[16];
   for (std::uint64_t remaining = fileSize_; remaining > 0;) {
     const std::uint64_t size = std::min(remaining, blockSize_);
     const std::uint64_t start = remaining - size;
@@ -187,7 +189,7 @@ void AttributeScan::scan(Findings& findings) {
       rowPointers.clear();
       for (std::size_t file : entryFiles) rowPointers.push_back(fileRows[file]);
       const std::vector<std::uint32_t>& lines = slot.lines;
-      recordBytes(findings, tileStart, rowPointers, lines);
+      recordBytes(findings, tileStart, lines);
       // The runs of lines with informative bits, from the tile's end: the
       // kernel and the stretch finder go through them as through blocks of
       // their own, and never through the lines between. A run takes in gaps
@@ -206,9 +208,7 @@ void AttributeScan::scan(Findings& findings) {
           engine_.linearColumns(zeros, ones, columnValues_, columns, valueWidth_);
           engine_.findStretches(columnValues_, columns, run, tileStart + from, queue, lastValue,
                                 valueWidth_, [&](std::uint64_t firstBit, std::uint64_t lastBit) {
-                                  putWord(stretch, firstBit);
-                                  putWord(stretch + 8, lastBit);
-                                  findings.stretches.append(stretch);
+                                  findings.stretches.append(firstBit, lastBit);
                                 });
         }
       }
@@ -219,47 +219,30 @@ void AttributeScan::scan(Findings& findings) {
     remaining -= size;
   }
   findings.constant = 8 * fileSize_ - findings.informative - findings.varying;
+  findings.bytes.finish();
+  findings.stretches.finish();
+  findings.data = &fileBytes_;
 }
 
 // The bytes of the tile with informative bits (in `lines`), from the last
 // to the first, and the counts of regions and fields as they go by.
 void AttributeScan::recordBytes(Findings& findings, std::uint64_t start,
-                                const std::vector<unsigned long long*>& rowPointers,
                                 const std::vector<std::uint32_t>& lines) {
-  std::vector<unsigned char> record(findings.bytes.recordSize());
   const unsigned char* mask = mask_.data;
   const Word* words = maskWords(mask_);
   for (std::size_t next = lines.size(); next-- > 0;) {
     for (std::uint64_t word = 8 * std::uint64_t{lines[next]} + 8; word-- > 8 * lines[next];) {
       if (8 * word >= mask_.size || words[word] == 0) continue;
       for (std::uint64_t b = std::min(mask_.size, 8 * word + 8); b-- > 8 * word;) {
-        if (mask[b] != 0) recordByte(findings, start, b, rowPointers, record);
+        if (mask[b] != 0) recordByte(findings, start + b, mask[b]);
       }
     }
   }
 }
 
-void AttributeScan::recordByte(Findings& findings, std::uint64_t start, std::uint64_t b,
-                               const std::vector<unsigned long long*>& rowPointers,
-                               std::vector<unsigned char>& record) {
-  const unsigned char* mask = mask_.data;
-  const std::uint64_t offset = start + b;
-  putWord(record.data(), offset);
-  record[8] = mask[b];
-  std::size_t entry = 0;
-  for (std::size_t g = 0; g < findings.groups.size(); ++g) {
-    const std::size_t size = findings.groups[g].files->size();
-    auto byteOf = [&](std::size_t k) {
-      return reinterpret_cast<const unsigned char*>(rowPointers[entry + k])[b];
-    };
-    unsigned char uniform = 0xFF;
-    for (std::size_t k = 1; k < size; ++k) uniform &= ~(byteOf(k - 1) ^ byteOf(k));
-    record[9 + 2 * g] = byteOf(0);
-    record[10 + 2 * g] = uniform;
-    entry += size;
-  }
-  findings.bytes.append(record.data());
-
+void AttributeScan::recordByte(Findings& findings, std::uint64_t offset,
+                               unsigned char informative) {
+  findings.bytes.append(offset, informative);
   if (regionLength_ == 0 || offset + 1 != lastOffset_) {
     ++findings.regionCount;
     regionLength_ = 0;
@@ -267,7 +250,7 @@ void AttributeScan::recordByte(Findings& findings, std::uint64_t start, std::uin
   findings.longestRegion = std::max(findings.longestRegion, ++regionLength_);
   lastOffset_ = offset;
   for (unsigned k = 8; k-- > 0;) {
-    if (((mask[b] >> (7 - k)) & 1U) == 0) continue;
+    if (((informative >> (7 - k)) & 1U) == 0) continue;
     const std::uint64_t position = 8 * offset + k;
     if (findings.fieldCount == 0 || position + 1 != lastPosition_) ++findings.fieldCount;
     lastPosition_ = position;

@@ -9,7 +9,10 @@
 // ovrell's -x mask: the informative bits. Then, tile after tile in that
 // order, their bytes go to the findings' byte records, and the informative
 // bits go through the engine's linear dissimilarity kernel and its stretch
-// finder into the stretch records. Every attribute starts afresh (its own
+// finder into the stretch records. The findings read the groups' bytes back
+// through the scan's FileBytes, so the scan must outlive them, and it makes
+// the temporary files keep a reserve of free space
+// (engine/temporary_file.h). Every attribute starts afresh (its own
 // lists, queue and full block size), so its findings are those of a run
 // that names it alone.
 #ifndef OVRELL_REPORT_ATTRIBUTE_SCAN_H_
@@ -37,11 +40,8 @@ class AttributeScan {
 
  private:
   void recordBytes(Findings& findings, std::uint64_t start,
-                   const std::vector<unsigned long long*>& rowPointers,
                    const std::vector<std::uint32_t>& lines);
-  void recordByte(Findings& findings, std::uint64_t start, std::uint64_t b,
-                  const std::vector<unsigned long long*>& rowPointers,
-                  std::vector<unsigned char>& record);
+  void recordByte(Findings& findings, std::uint64_t offset, unsigned char informative);
 
   Ovrell& engine_;
   const DataFiles& files_;
@@ -51,6 +51,7 @@ class AttributeScan {
   VectorBuff mask_{};  // the informative bits of the tile being recorded
   VectorBuff columnValues_{}, nodes_{};
   std::uint64_t lastPosition_ = 0, lastOffset_ = 0, regionLength_ = 0;
+  FileBytes fileBytes_;  // what the findings' walks read the groups' bytes through
 };
 
 #endif  // OVRELL_REPORT_ATTRIBUTE_SCAN_H_

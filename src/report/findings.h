@@ -2,25 +2,60 @@
 // order.
 //
 // The scan (attribute_scan.h) fills a Findings from the end of the files to
-// their start: the bit counts, one record for every byte that holds an
-// informative bit (its offset, its informative bits, and for each group the
-// byte of the group's first file and the bits that are uniform inside the
-// group), and one record for every shortest distinguishing stretch. Both
-// lists are on disk (record_file.h), in descending order; the walks below
-// give them back ascending. Regions and fields are not stored: a region is
-// a run of records of consecutive bytes, a field a run of consecutive
-// informative bit positions (position 8 × byte + k is bit 7 - k of the
-// byte), so both are read off the byte records as they are walked.
+// their start: the bit counts, the offset and informative bits of every byte
+// that holds an informative bit, and every shortest distinguishing stretch,
+// all on disk (record_file.h). The groups' bytes are not kept: the walks
+// read them back from the data files (FileBytes) as the scan saw them, bits
+// reversed with -b and bytes reordered with -e. Regions and fields are not
+// stored either: a region is a run of records of consecutive bytes, a field
+// a run of consecutive informative bit positions (position 8 × byte + k is
+// bit 7 - k of the byte), so both are read off the byte records as they are
+// walked.
+//
+// Records are named by ascending position (0: the lowest offset). Each walk
+// goes forward in file order, and may go back to the start of a region or
+// field to take the next group's files: a walk reads each record chunk and
+// each data file about once, a window at a time.
 #ifndef OVRELL_REPORT_FINDINGS_H_
 #define OVRELL_REPORT_FINDINGS_H_
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "base/data_files.h"
+#include "engine/ovrell.h"
 #include "project/attribute_index.h"
 #include "report/record_file.h"
+
+// The data files' bytes as the scan saw them, read back through a window
+// per file. The windows take a quarter of the memory limit, at most 8 MiB
+// together (but 64 bytes at least and 1 MiB at most each); a window moves
+// forward with the reads, and a read before it reads the window again.
+class FileBytes {
+ public:
+  // `files` must outlive this.
+  FileBytes(const DataFiles& files, std::uint64_t fileSize, const Options& options);
+
+  // Byte `offset` of file `file`. REQUIRES: offset < the file size.
+  unsigned char at(std::size_t file, std::uint64_t offset) {
+    const Window& window = windows_[file];
+    if (offset - window.start < window.bytes.size()) return window.bytes[offset - window.start];
+    return load(file, offset);
+  }
+
+ private:
+  struct Window {
+    std::uint64_t start = 0;
+    std::vector<unsigned char> bytes;
+  };
+  unsigned char load(std::size_t file, std::uint64_t offset);
+
+  const DataFiles& files_;
+  std::uint64_t fileSize_, windowBytes_ = 0, chunk_;
+  bool invert_;
+  std::vector<Window> windows_;
+};
 
 struct ReportGroup {
   std::string value;
@@ -31,21 +66,21 @@ struct ReportGroup {
 enum CellClass : unsigned char { kConstantCell = 0, kVaryingCell = 1, kInformativeCell = 2 };
 
 struct Findings {
-  explicit Findings(std::vector<ReportGroup> groupList)
-      : groups(std::move(groupList)), bytes(9 + 2 * groups.size()), stretches(16) {}
+  explicit Findings(std::vector<ReportGroup> groupList) : groups(std::move(groupList)) {}
 
   std::string name;
   std::vector<ReportGroup> groups;  // ascending by value
   std::uint64_t informative = 0, constant = 0, varying = 0;
   std::uint64_t regionCount = 0, fieldCount = 0, longestRegion = 0;
-  RecordFile bytes;                // the bytes with informative bits, descending
-  RecordFile stretches;            // (first, last) bit positions, descending
+  ByteRecords bytes;  // the bytes with informative bits
+  StretchRecords stretches;
+  FileBytes* data = nullptr;       // the groups' bytes, set by the scan
   std::uint64_t bytesPerCell = 0;  // the picture's cells; 0: no picture
   std::vector<unsigned char> cells;
 };
 
-// One byte record as read back. `at` values are copied out: the record file
-// moves its window on the next read.
+// One byte record with each group's byte (that of its first file) and the
+// bits that are the same in every file of the group.
 struct ByteRecord {
   std::uint64_t offset;
   unsigned char informative;
@@ -56,12 +91,10 @@ struct ByteRecord {
 // or only its offset or its informative bits.
 ByteRecord byteRecordAt(Findings& findings, std::uint64_t p);
 inline std::uint64_t offsetAt(Findings& findings, std::uint64_t p) {
-  std::uint64_t offset;  // written little-endian, as the scan's machines are
-  std::memcpy(&offset, findings.bytes.fromEnd(p), sizeof offset);
-  return offset;
+  return findings.bytes.offsetAt(p);
 }
 inline unsigned char informativeAt(Findings& findings, std::uint64_t p) {
-  return findings.bytes.fromEnd(p)[8];
+  return findings.bytes.informativeAt(p);
 }
 
 // A region (first and last byte) or a field (first and last bit position),
@@ -120,6 +153,9 @@ void appendFieldBits(std::string& out, Findings& findings, const Span& field, st
                      std::uint64_t limit = 0);
 
 // The stretch at ascending position i.
-void stretchAt(Findings& findings, std::uint64_t i, std::uint64_t& first, std::uint64_t& last);
+inline void stretchAt(Findings& findings, std::uint64_t i, std::uint64_t& first,
+                      std::uint64_t& last) {
+  findings.stretches.at(i, first, last);
+}
 
 #endif  // OVRELL_REPORT_FINDINGS_H_

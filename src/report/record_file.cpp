@@ -5,59 +5,194 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <string>
 
 #include "base/output.h"
 #include "engine/temporary_file.h"
 
 namespace {
-constexpr std::size_t kBufferBytes = 1 << 16;
-}  // namespace
 
-RecordFile::RecordFile(std::size_t recordSize) : recordSize_(recordSize) {}
+constexpr std::size_t kLongestRun = 4096;  // bytes; longer runs are cut
+
+void putVarint(std::vector<unsigned char>& out, std::uint64_t value) {
+  for (; value >= 0x80; value >>= 7) out.push_back(static_cast<unsigned char>(value | 0x80));
+  out.push_back(static_cast<unsigned char>(value));
+}
+
+std::uint64_t getVarint(const std::vector<unsigned char>& in, std::size_t& at) {
+  std::uint64_t value = 0;
+  for (unsigned shift = 0;; shift += 7) {
+    const unsigned char byte = in[at++];
+    value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
+    if (byte < 0x80) return value;
+  }
+}
+
+// A chunk that does not decode to the records it was written with.
+[[noreturn]] void corrupt() {
+  failRun("a temporary file in ", temporaryDirectory(), " does not read back as it was written");
+}
+
+}  // namespace
 
 RecordFile::~RecordFile() {
   if (fd_ >= 0) ::close(fd_);
 }
 
-void RecordFile::append(const unsigned char* record) {
-  pending_.insert(pending_.end(), record, record + recordSize_);
-  ++count_;
-  if (pending_.size() >= kBufferBytes) flush();
-}
-
-void RecordFile::flush() {
+void RecordFile::endChunk(std::uint64_t records) {
   if (pending_.empty()) return;
-  const std::string dir = temporaryDirectory();
-  if (fd_ < 0) fd_ = unlinkedTemporaryFile(dir);
-  if (fd_ < 0) failRun("cannot make a temporary file in ", dir, ": ", std::strerror(errno));
-  if (::lseek(fd_, static_cast<off_t>(written_ * recordSize_), SEEK_SET) < 0)
-    failRun("cannot write a temporary file in ", dir, ": ", std::strerror(errno));
-  writeAll(fd_, pending_.data(), pending_.size(), "a temporary file in " + dir);
-  written_ = count_;
+  if (fd_ < 0) {
+    const std::string dir = temporaryDirectory();
+    fd_ = unlinkedTemporaryFile(dir);
+    if (fd_ < 0) failRun("cannot make a temporary file in ", dir, ": ", std::strerror(errno));
+  }
+  writeTemporary(fd_, pending_.data(), pending_.size(), starts_.back());
+  starts_.push_back(starts_.back() + pending_.size());
+  recordsBefore_.push_back(recordsBefore_.back() + records);
   pending_.clear();
 }
 
-// Reads the window around record `index`, or finds it among those not yet
-// written out.
-const unsigned char* RecordFile::load(std::uint64_t index) {
-  if (index >= written_) return pending_.data() + (index - written_) * recordSize_;
-  {
-    // A window around the record, so that walks in either direction read
-    // the file a buffer at a time.
-    const std::uint64_t perWindow = std::max<std::uint64_t>(kBufferBytes / recordSize_, 1);
-    windowFirst_ = index >= perWindow / 2 ? index - perWindow / 2 : 0;
-    windowCount_ = std::min(perWindow, written_ - windowFirst_);
-    window_.resize(windowCount_ * recordSize_);
-    std::size_t done = 0;
-    while (done < window_.size()) {
-      const ssize_t got = ::pread(fd_, window_.data() + done, window_.size() - done,
-                                  static_cast<off_t>(windowFirst_ * recordSize_ + done));
-      if (got < 0 && errno == EINTR) continue;
-      if (got <= 0)
-        failRun("cannot read back a temporary file in ", temporaryDirectory(), ": ",
-                std::strerror(got < 0 ? errno : EIO));
-      done += static_cast<std::size_t>(got);
-    }
+std::size_t RecordFile::chunkOf(std::uint64_t index) const {
+  return static_cast<std::size_t>(
+      std::upper_bound(recordsBefore_.begin(), recordsBefore_.end(), index) -
+      recordsBefore_.begin() - 1);
+}
+
+void RecordFile::load(std::size_t k, std::vector<unsigned char>& into) const {
+  into.resize(starts_[k + 1] - starts_[k]);
+  readTemporary(fd_, into.data(), into.size(), starts_[k]);
+}
+
+// A chunk is a list of runs, highest first: the first run's highest offset
+// (later runs: the gap below the previous run's lowest, minus one), the
+// run's length minus one, and its masks, highest offset first.
+void ByteRecords::append(std::uint64_t offset, unsigned char informative) {
+  if (!run_.empty() && offset + 1 == runHigh_ + 1 - run_.size() && run_.size() < kLongestRun) {
+    run_.push_back(informative);
+    return;
   }
-  return window_.data() + (index - windowFirst_) * recordSize_;
+  if (!run_.empty()) endRun();
+  runHigh_ = offset;
+  run_.push_back(informative);
+}
+
+void ByteRecords::endRun() {
+  std::vector<unsigned char>& out = file_.pending();
+  putVarint(out, out.empty() ? runHigh_ : lastLow_ - runHigh_ - 1);
+  putVarint(out, run_.size() - 1);
+  out.insert(out.end(), run_.begin(), run_.end());
+  chunkRecords_ += run_.size();
+  lastLow_ = runHigh_ + 1 - run_.size();
+  run_.clear();
+  if (out.size() >= RecordFile::kChunkBytes) file_.endChunk(chunkRecords_), chunkRecords_ = 0;
+}
+
+void ByteRecords::finish() {
+  if (!run_.empty()) endRun();
+  file_.endChunk(chunkRecords_);
+  chunkRecords_ = 0;
+}
+
+std::size_t ByteRecords::load(std::uint64_t index) {
+  const std::size_t k = file_.chunkOf(index);
+  std::vector<unsigned char> coded;
+  file_.load(k, coded);
+  offsets_.clear();
+  masks_.clear();
+  std::uint64_t low = 0;
+  for (std::size_t at = 0; at < coded.size();) {
+    const std::uint64_t gap = getVarint(coded, at);
+    const std::uint64_t high = offsets_.empty() ? gap : low - gap - 1;
+    const std::uint64_t length = getVarint(coded, at) + 1;
+    if (length > coded.size() - at) corrupt();
+    for (std::uint64_t i = 0; i < length; ++i) {
+      offsets_.push_back(high - i);
+      masks_.push_back(coded[at++]);
+    }
+    low = high + 1 - length;
+  }
+  loadedFirst_ = file_.recordsBefore(k);
+  if (loadedFirst_ + offsets_.size() != file_.recordsBefore(k + 1)) corrupt();
+  return index - loadedFirst_;
+}
+
+// A chunk is a list of words, highest first: the first word's index (later
+// words: the gap below the previous word's index, minus one) and the word,
+// little-endian.
+void SparseBitmap::append(std::uint64_t position) {
+  if (hasWord_ && position / 64 != wordIndex_) endWord();
+  if (!hasWord_) wordIndex_ = position / 64, word_ = 0, hasWord_ = true;
+  word_ |= std::uint64_t{1} << (position % 64);
+}
+
+void SparseBitmap::endWord() {
+  std::vector<unsigned char>& out = file_.pending();
+  putVarint(out, out.empty() ? wordIndex_ : lastIndex_ - wordIndex_ - 1);
+  for (unsigned i = 0; i < 8; ++i) out.push_back(static_cast<unsigned char>(word_ >> (8 * i)));
+  chunkRecords_ += static_cast<std::uint64_t>(__builtin_popcountll(word_));
+  lastIndex_ = wordIndex_;
+  hasWord_ = false;
+  if (out.size() >= RecordFile::kChunkBytes) file_.endChunk(chunkRecords_), chunkRecords_ = 0;
+}
+
+void SparseBitmap::finish() {
+  if (hasWord_) endWord();
+  file_.endChunk(chunkRecords_);
+  chunkRecords_ = 0;
+  rewind();
+}
+
+void SparseBitmap::rewind() {
+  nextChunk_ = file_.chunks();
+  nextWord_ = 0;
+  bits_ = 0;
+}
+
+bool SparseBitmap::next(std::uint64_t& position) {
+  while (bits_ == 0) {
+    if (nextWord_ == 0) {
+      if (nextChunk_ == 0) return false;
+      std::vector<unsigned char> coded;
+      file_.load(--nextChunk_, coded);
+      indexes_.clear();
+      words_.clear();
+      for (std::size_t at = 0; at < coded.size();) {
+        const std::uint64_t gap = getVarint(coded, at);
+        indexes_.push_back(indexes_.empty() ? gap : indexes_.back() - gap - 1);
+        if (coded.size() - at < 8) corrupt();
+        std::uint64_t word = 0;
+        for (unsigned i = 0; i < 8; ++i) word |= std::uint64_t{coded[at++]} << (8 * i);
+        words_.push_back(word);
+      }
+      nextWord_ = words_.size();
+    }
+    --nextWord_;
+    bits_ = words_[nextWord_];
+    bitsIndex_ = indexes_[nextWord_];
+  }
+  position = 64 * bitsIndex_ + static_cast<std::uint64_t>(__builtin_ctzll(bits_));
+  bits_ &= bits_ - 1;
+  return true;
+}
+
+void StretchRecords::append(std::uint64_t first, std::uint64_t last) {
+  if (first > last || (any_ && (first >= lastFirst_ || last >= lastLast_)))
+    failRun("internal error: the stretch ", first, "-", last, " is not below the stretch ",
+            lastFirst_, "-", lastLast_, " found before it");
+  firsts_.append(first);
+  lasts_.append(last);
+  any_ = true, lastFirst_ = first, lastLast_ = last;
+}
+
+void StretchRecords::finish() {
+  firsts_.finish();
+  lasts_.finish();
+  next_ = 0;
+}
+
+void StretchRecords::at(std::uint64_t i, std::uint64_t& first, std::uint64_t& last) {
+  if (i < next_) firsts_.rewind(), lasts_.rewind(), next_ = 0;
+  for (; next_ <= i; ++next_)
+    if (!firsts_.next(first) || !lasts_.next(last) || first > last)
+      failRun("internal error: the first and last bits of the stretches do not pair");
 }

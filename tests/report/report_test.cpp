@@ -3,6 +3,7 @@
 // mistakes it shares with ovrell.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <iomanip>
 #include <random>
 
@@ -300,6 +301,55 @@ TEST(Report, HugeFilesTableColumns) {
   expectTableOfSparseFiles((off_t{1} << 32) + 4, false,
                            "  bytes                       length  a        b\n"
                            "  0x100000002-0x100000002          1  00       01\n");
+}
+
+}  // namespace
+
+namespace {
+
+// Two random files of 64 MiB in two groups, with TMPDIR on a tmpfs of its
+// own: the temporary files (at most 8 bytes per byte of a file, 512 MiB)
+// and the 5 % the report leaves free fit in 540 MiB, and 16 MiB stops the
+// run before the file system is full, with the space it needed, leaving
+// nothing in the directory and no JSON file.
+TEST(Report, TemporaryFilesStayWithinTheirBoundAndTheirFileSystem) {
+  if (::geteuid() != 0 || std::system("unshare -m true 2>/dev/null") != 0)
+    GTEST_SKIP() << "mounting a tmpfs needs root and unshare -m";
+  const Sandbox sb;
+  std::mt19937_64 random(3);
+  for (const char* name : {"f0", "f1"}) {
+    std::string data(64 << 20, '\0');
+    for (std::size_t at = 0; at < data.size(); at += 8) {
+      const std::uint64_t word = random();
+      std::memcpy(&data[at], &word, 8);
+    }
+    sb.put(name, data);
+  }
+  sb.put("p.txt", "file a\nf0 x\nf1 y\n");
+  boost::filesystem::create_directory(sb.path("tmp"));
+  for (const std::string size : {"540m", "16m"}) {
+    // Not through the runner, which caps files at 64 MiB.
+    const std::string script =
+        "mount -t tmpfs -o size=" + size + " tmpfs tmp && TMPDIR=\"$PWD/tmp\" \"$0\" -p p.txt " +
+        (size == "540m" ? "" : "--json r.json ") + ">out 2>err; s=$?; ls -A tmp >left; exit $s";
+    const int status = std::system(
+        ("cd '" + sb.dir + "' && unshare -m sh -c '" + script + "' " + REPORT_BINARY).c_str());
+    const Outcome r{slurp(sb.path("left")), slurp(sb.path("err")), WEXITSTATUS(status)};
+    if (size == "540m") {
+      EXPECT_EQ(std::make_pair(r.err, r.status), std::make_pair(std::string(), 0));
+      EXPECT_EQ(slurp(sb.path("out")).substr(0, 50),
+                "2 files of 67108864 bytes (536870912 bits)\n\nattrib");
+    } else {
+      EXPECT_EQ(std::make_pair(r.err, r.status),
+                std::make_pair("ovrell-report: too little space for temporary files in '" + sb.dir +
+                                   "/tmp': 1 MiB needed, 0 MiB free; set TMPDIR to a larger file "
+                                   "system\n",
+                               1));
+      for (const auto& entry : boost::filesystem::directory_iterator(sb.dir))
+        EXPECT_EQ(entry.path().filename().string().find("r.json"), std::string::npos);
+    }
+    EXPECT_EQ(r.out, "");  // nothing left in the temporary directory
+  }
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 // The writer's position queue against a plain deque, with so little memory that chunks go to
 // the temporary file and come back many times.
+#include "engine/position_queue.h"
+
 #include <gtest/gtest.h>
 
 #include <deque>
 #include <random>
-
-#include "engine/position_queue.h"
 
 TEST(PositionQueue, SpilledChunksComeBackInOrder) {
   for (std::size_t memory : {std::size_t{64}, std::size_t{1} << 20}) {
@@ -15,7 +15,7 @@ TEST(PositionQueue, SpilledChunksComeBackInOrder) {
     std::uint64_t next = std::uint64_t{1} << 62;
     for (int step = 0; step < 200000 || !model.empty(); ++step) {  // grows slowly, then drains
       if ((step < 200000 && random() % 6 != 0) || model.empty()) {
-        next -= random() % 4 == 0 ? 1 + random() % 100000 : 1;  // mostly runs of neighbours
+        next -= random() % 4 == 0 ? 1 + random() % (random() % 2 ? 20 : 100000) : 1;  // mostly runs
         queue.push(next);
         model.push_back(next);
       } else {
