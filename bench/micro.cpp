@@ -1,5 +1,5 @@
-// ovrell_micro: the engine's kernels one at a time, through the public
-// methods of Ovrell, on one block of a synthetic capture set.
+// ovrell_micro: the engine's kernels one at a time, through their public
+// functions, on one block of a synthetic capture set.
 //
 // The buffers are set up as the analysis run sets them up: a block of one
 // row per file (initArrayBuffer), the mask (initVectorBuffer), the group
@@ -27,8 +27,14 @@
 #include <vector>
 
 #include "engine/budget.h"
-#include "engine/ovrell.h"
+#include "engine/commonalities.h"
+#include "engine/gather_columns.h"
+#include "engine/linear_dissimilarities.h"
 #include "engine/position_queue.h"
+#include "engine/quadratic_dissimilarities.h"
+#include "engine/stretches.h"
+#include "output/bit_row_formatter.h"
+#include "output/result_sinks.h"
 #include "synthetic_data.h"
 
 namespace {
@@ -74,10 +80,9 @@ std::uint64_t columnBlock(Data data) {
 // attribute's groups, and its commonality mask.
 class BlockFixture {
  public:
-  BlockFixture(std::uint64_t files, std::uint64_t groups, Data data, std::uint64_t rowSize)
-      : engine(options) {
-    block = engine.initArrayBuffer(rowSize, files);
-    mask = engine.initVectorBuffer(rowSize);
+  BlockFixture(std::uint64_t files, std::uint64_t groups, Data data, std::uint64_t rowSize) {
+    block = initArrayBuffer(rowSize, files, options.memLimit);
+    mask = initVectorBuffer(rowSize, options.memLimit);
     for (std::uint64_t i = 0; i < files; ++i) {
       unsigned char* row = reinterpret_cast<unsigned char*>(rowWords(block, i));
       if (data == kCaptures)
@@ -88,8 +93,8 @@ class BlockFixture {
       if (list == nullptr) list = new FileIndexList;
       list->push_back(static_cast<std::uint32_t>(i));
     }
-    engine.collectGroups(valueGroups, block, groupSizes, rowPointers);
-    engine.commonalities(groupSizes, rowPointers, block, mask);
+    collectGroups(valueGroups, block, groupSizes, rowPointers);
+    commonalities(groupSizes, rowPointers, block, mask);
   }
   BlockFixture(const BlockFixture&) = delete;
   BlockFixture& operator=(const BlockFixture&) = delete;
@@ -106,7 +111,6 @@ class BlockFixture {
   }
 
   Options options;
-  Ovrell engine;
   ArrayBuff block;
   VectorBuff mask;
   ValueGroups valueGroups;
@@ -124,14 +128,14 @@ class ColumnFixture : public BlockFixture {
         valueWidth(valueWidthFor(true, kDissimilarityFileSize)),
         zeros(files),
         ones(files) {
-    groupRows = engine.initArrayBuffer(rowSize, files);
-    columnValues = engine.initVectorBuffer(8 * valueWidth * rowSize);
-    nodeStore = engine.initVectorBuffer(files * sizeof(NodeType));
-    pairs = engine.initVectorBuffer(files * (files - 1) / 2 * valueWidth);
-    engine.exclude(block, rowPointers, mask);
-    columns = engine.gatherColumns(groupRows, mask, groupSizes, rowPointers);
-    engine.pushGroupNodes(nodes(), groupRows, groupSizes.size(), zeros);
-    engine.resetPairCounters(pairs, valueWidth);
+    groupRows = initArrayBuffer(rowSize, files, options.memLimit);
+    columnValues = initVectorBuffer(8 * valueWidth * rowSize, options.memLimit);
+    nodeStore = initVectorBuffer(files * sizeof(NodeType), options.memLimit);
+    pairs = initVectorBuffer(files * (files - 1) / 2 * valueWidth, options.memLimit);
+    exclude(block, rowPointers, mask);
+    columns = ColumnGatherer().gather(groupRows, mask, groupSizes, rowPointers);
+    pushGroupNodes(nodes(), groupRows, groupSizes.size(), zeros);
+    resetPairCounters(pairs, valueWidth);
   }
   // Arguments: files, groups, data.
   explicit ColumnFixture(const benchmark::State& state)
@@ -163,7 +167,7 @@ bool noColumns(benchmark::State& state, const ColumnFixture& fixture) {
 void BM_Commonalities(benchmark::State& state) {
   BlockFixture f(state.range(0), state.range(1), kCaptures, gBlock);
   for (auto _ : state) {
-    f.engine.commonalities(f.groupSizes, f.rowPointers, f.block, f.mask);
+    commonalities(f.groupSizes, f.rowPointers, f.block, f.mask);
     benchmark::DoNotOptimize(f.mask.data);
     benchmark::ClobberMemory();
   }
@@ -182,7 +186,7 @@ BENCHMARK(BM_Commonalities)
 void BM_Exclude(benchmark::State& state) {
   BlockFixture f(state.range(0), state.range(1), kCaptures, gBlock);
   for (auto _ : state) {
-    f.engine.exclude(f.block, f.rowPointers, f.mask);
+    exclude(f.block, f.rowPointers, f.mask);
     benchmark::DoNotOptimize(f.mask.data);
     benchmark::ClobberMemory();
   }
@@ -194,16 +198,11 @@ BENCHMARK(BM_Exclude)->ArgNames({"files", "groups"})->Args({2, 1})->Args({8, 4})
 // two files in one group: all ones with holes.
 void BM_PrintBitRow(benchmark::State& state) {
   BlockFixture f(2, 1, kCaptures, gBlock);
-  f.options.format = static_cast<output_opt>(state.range(0));
-  f.options.space = state.range(1) != 0;
-  const std::vector<unsigned char> mask(f.mask.data, f.mask.data + gBlock);
+  const BitRowFormatter formatter(static_cast<output_opt>(state.range(0)), state.range(1) != 0);
   NullBuffer sink;
   std::ostream out(&sink);
   for (auto _ : state) {
-    f.engine.printBitRow(f.mask.data, gBlock, out);
-    state.PauseTiming();  // printBitRow overwrites its row
-    std::memcpy(f.mask.data, mask.data(), gBlock);
-    state.ResumeTiming();
+    formatter.print(f.mask.data, gBlock, out);
   }
   if (sink.written() == 0) state.SkipWithError("nothing was printed");
   state.SetBytesProcessed(state.iterations() * gBlock);
@@ -223,7 +222,7 @@ void BM_GatherColumns(benchmark::State& state) {
   if (noColumns(state, f)) return;
   for (auto _ : state) {
     benchmark::DoNotOptimize(
-        f.engine.gatherColumns(f.groupRows, f.mask, f.groupSizes, f.rowPointers));
+        ColumnGatherer().gather(f.groupRows, f.mask, f.groupSizes, f.rowPointers));
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * f.columns);
@@ -237,7 +236,7 @@ void BM_LinearColumns(benchmark::State& state) {
   ColumnFixture f(state);
   if (noColumns(state, f)) return;
   for (auto _ : state) {
-    f.engine.linearColumns(f.zeros, f.ones, f.columnValues, f.columns, f.valueWidth);
+    linearColumns(f.zeros, f.ones, f.columnValues, f.columns, f.valueWidth);
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * f.columns);
@@ -250,7 +249,7 @@ void BM_QuadraticColumns(benchmark::State& state) {
   ColumnFixture f(state);
   if (noColumns(state, f)) return;
   for (auto _ : state) {
-    f.engine.quadraticColumns(f.groupRows, f.pairs, f.columnValues, f.columns, f.valueWidth);
+    quadraticColumns(f.groupRows, f.pairs, f.columnValues, f.columns, f.valueWidth);
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * f.columns);
@@ -275,7 +274,7 @@ BENCHMARK(BM_QuadraticColumns)->Apply(columnShapes);
 void BM_WriteDissimilarities(benchmark::State& state) {
   ColumnFixture f(state);
   if (noColumns(state, f)) return;
-  f.engine.linearColumns(f.zeros, f.ones, f.columnValues, f.columns, f.valueWidth);
+  linearColumns(f.zeros, f.ones, f.columnValues, f.columns, f.valueWidth);
   const char* tmp = std::getenv("TMPDIR");
   std::string name =
       std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/ovrell_micro_XXXXXX";
@@ -290,9 +289,11 @@ void BM_WriteDissimilarities(benchmark::State& state) {
   for (auto _ : state) {
     PositionQueue queue;
     std::uint64_t lastValue = 0;
-    ResultFile file;
-    f.engine.writeDissimilarities(f.columnValues, f.columns, f.mask, 0, queue, lastValue, 0,
-                                  f.valueWidth, file);
+    DissimilaritiesOutput lines(f.options);
+    lines.openBlock(0);
+    findStretches(f.columnValues, f.columns, f.mask, 0, queue, lastValue, f.valueWidth,
+                  [&](std::uint64_t first, std::uint64_t last) { lines.stretch(first, last); });
+    lines.closeBlock();
   }
   std::remove(name.c_str());
   state.SetItemsProcessed(state.iterations() * f.columns);

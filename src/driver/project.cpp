@@ -6,6 +6,7 @@
 #include "driver/result_paths.h"
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"
+#include "output/result_sinks.h"
 
 Project::Project(Options& options) : options(options) {}
 
@@ -42,7 +43,9 @@ void Project::run() {
   installSignalCleanup();
 
   checkAttributes();
-  engine.runAnalysis(files, attributeIndex);
+  CommonalitiesOutput masks(options);
+  DissimilaritiesOutput stretches(options);
+  engine.runAnalysis(files, attributeIndex, masks, options.disFile.empty() ? nullptr : &stretches);
 }
 
 void Project::addAllFilesAttribute() {

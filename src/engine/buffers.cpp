@@ -1,6 +1,6 @@
 #include "engine/buffers.h"
 
-// The buffers' storage, and the Ovrell members that make buffers.
+// The buffers' storage; contracts in engine/buffers.h.
 #include <sys/mman.h>
 
 #include <cstdlib>
@@ -8,7 +8,6 @@
 #include <new>
 
 #include "base/fatal.h"
-#include "engine/ovrell.h"
 
 namespace {
 
@@ -75,19 +74,19 @@ namespace {
 
 }  // namespace
 
-ArrayBuff Ovrell::initArrayBuffer(std::uint64_t rowSize, std::uint64_t rows) {
+ArrayBuff initArrayBuffer(std::uint64_t rowSize, std::uint64_t rows, std::uint32_t memLimit) {
   // The size is computed in 64 bits: a product wrapped to 32 bits could be
   // smaller than the rows the run writes.
   const std::uint64_t pitch = pitchOf(rowSize);
   unsigned char* data = nullptr;
   if (rows == 0 || pitch <= std::numeric_limits<std::uint64_t>::max() / rows)
     data = allocateStorage(pitch * rows);
-  if (data == nullptr) outOfMemory(options.memLimit);
+  if (data == nullptr) outOfMemory(memLimit);
   return ArrayBuff{data, rowSize, rows};
 }
 
-VectorBuff Ovrell::initVectorBuffer(std::uint64_t size) {
+VectorBuff initVectorBuffer(std::uint64_t size, std::uint32_t memLimit) {
   unsigned char* data = allocateStorage(pitchOf(size));
-  if (data == nullptr) outOfMemory(options.memLimit);
+  if (data == nullptr) outOfMemory(memLimit);
   return VectorBuff{data, size};
 }

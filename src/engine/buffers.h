@@ -97,6 +97,12 @@ void forEachSetBitFromEnd(const unsigned char* mask, std::uint64_t size, Visit&&
   }
 }
 
+// Storage for `rows` rows of pitchOf(rowSize) bytes; the record keeps
+// rowSize unrounded. Ends the process when memory cannot be had, naming
+// the memory limit `memLimit`.
+ArrayBuff initArrayBuffer(std::uint64_t rowSize, std::uint64_t rows, std::uint32_t memLimit);
+VectorBuff initVectorBuffer(std::uint64_t size, std::uint32_t memLimit);
+
 // Storage of `bytes` bytes, zero-filled, or nullptr when it cannot be had.
 unsigned char* allocateStorage(std::uint64_t bytes);
 

@@ -1,12 +1,11 @@
-// Members of Ovrell; contracts in engine/ovrell.h.
-#include "engine/ovrell.h"
+// ColumnGatherer; contract in engine/gather_columns.h.
+#include "engine/gather_columns.h"
 
-std::uint64_t Ovrell::gatherColumns(ArrayBuff& rows, VectorBuff& columnMask,
-                                    std::vector<unsigned int>& groupSizes,
-                                    std::vector<unsigned long long*>& fileRows) {
+std::uint64_t ColumnGatherer::gather(ArrayBuff& rows, const VectorBuff& columnMask,
+                                     const std::vector<unsigned int>& groupSizes,
+                                     const std::vector<unsigned long long*>& fileRows) {
   // A group's bits are those of its first file: the mask only keeps bits
-  // that are the same in every file of a group. The list is kept: the
-  // report calls this once per run of lines with a masked bit.
+  // that are the same in every file of a group.
   std::vector<const unsigned char*>& first = groupFirstBytes_;
   first.clear();
   std::size_t p = 0;

@@ -4,11 +4,12 @@
 // that order by the column's bit, and each node's `run` is the common prefix
 // of its key and its successor's, so the longest agreement of any two groups
 // is the largest run.
+#include "engine/linear_dissimilarities.h"
+
 #include <algorithm>
 
 #include "base/fatal.h"
 #include "engine/budget.h"
-#include "engine/ovrell.h"
 
 void wrongValueWidth() {
   fatal("Something is wrong - calculated value for bits ", "to addres bits in file is not correct.",
@@ -46,10 +47,10 @@ std::uint64_t maxRun(const single_list<NodeType>& list, std::uint64_t max) {
 }
 
 template <typename Value>
-void columnLoop(Ovrell& engine, single_list<NodeType>& zeros, single_list<NodeType>& ones,
-                Value* values, std::uint64_t columns) {
+void columnLoop(single_list<NodeType>& zeros, single_list<NodeType>& ones, Value* values,
+                std::uint64_t columns) {
   auto column = [&](std::uint64_t k, unsigned long long byteIndex, unsigned bitIndex) {
-    engine.dissimDoColumn(zeros, ones, byteIndex, bitIndex);
+    dissimDoColumn(zeros, ones, byteIndex, bitIndex);
     values[columns - 1 - k] = static_cast<Value>(maxRun(ones, maxRun(zeros, 0)));
   };
   const unsigned long long fullBytes = columns / 8;
@@ -60,8 +61,8 @@ void columnLoop(Ovrell& engine, single_list<NodeType>& zeros, single_list<NodeTy
 
 }  // namespace
 
-void Ovrell::pushGroupNodes(NodeType* nodes, const ArrayBuff& rows, std::uint64_t groupCount,
-                            single_list<NodeType>& zeros) {
+void pushGroupNodes(NodeType* nodes, const ArrayBuff& rows, std::uint64_t groupCount,
+                    single_list<NodeType>& zeros) {
   for (std::uint64_t g = 0; g < groupCount; ++g) {
     nodes[g].row = rows.data + g * pitchOf(rows.rowSize);
     nodes[g].run = 0;
@@ -69,48 +70,61 @@ void Ovrell::pushGroupNodes(NodeType* nodes, const ArrayBuff& rows, std::uint64_
   }
 }
 
-void Ovrell::dissimDoColumn(single_list<NodeType>& zeros, single_list<NodeType>& ones,
-                            const unsigned long long& byteIndex, const unsigned int& bitIndex) {
-  const std::uint32_t index = static_cast<std::uint32_t>(byteIndex);
-  NodeType* const zeroSentinel = zeros.head;
-  NodeType* const oneSentinel = ones.head;
-  NodeType* z = zeroSentinel;  // cursor in the zeros list
-  NodeType* o = oneSentinel;   // where the next node with bit 1 goes in the ones list
+namespace {
 
-  // Pass 1: the nodes of the zeros list with bit 1 move behind o.
+// Where a column's two walks are: `z` in the zeros list, `o` where the next
+// node with bit 1 goes in the ones list.
+struct Cursors {
+  NodeType* zeroSentinel;
+  NodeType* oneSentinel;
+  NodeType* z;
+  NodeType* o;
+};
+
+// Pass 1: the nodes of the zeros list with bit 1 move behind o.
+inline void moveOnes(single_list<NodeType>& zeros, single_list<NodeType>& ones,
+                     std::uint32_t index, unsigned bitIndex, Cursors& at) {
+  NodeType* z = at.z;
+  NodeType* o = at.o;
   std::uint64_t steps = 0;
   while (z != zeros.tail) {
     countStep(steps, zeros.walkLimit);
     NodeType* x = z->next;
     if (bitOf(x, index, bitIndex)) {
-      if (z != zeroSentinel) z->run = std::min(z->run, x->run);
+      if (z != at.zeroSentinel) z->run = std::min(z->run, x->run);
       z->next = x->next;
       if (x == zeros.tail) zeros.tail = z;
       x->next = o->next;
       o->next = x;
       if (o == ones.tail) ones.tail = x;
-      if (o != oneSentinel) o->run += 1;
+      if (o != at.oneSentinel) o->run += 1;
       o = x;
     } else {
-      if (o != oneSentinel) o->run = std::min(o->run, x->run);
+      if (o != at.oneSentinel) o->run = std::min(o->run, x->run);
       z->run += 1;
       z = x;
     }
   }
   z->run = 0;
   o->run = 0;
+  at.z = z, at.o = o;
+}
 
-  // Pass 2: the nodes of the old ones list with bit 0 move behind z.
-  steps = 0;
+// Pass 2: the nodes of the old ones list with bit 0 move behind z.
+inline void moveZeros(single_list<NodeType>& zeros, single_list<NodeType>& ones,
+                      std::uint32_t index, unsigned bitIndex, Cursors& at) {
+  NodeType* z = at.z;
+  NodeType* o = at.o;
+  std::uint64_t steps = 0;
   while (o != ones.tail) {
     countStep(steps, ones.walkLimit);
     NodeType* y = o->next;
     if (bitOf(y, index, bitIndex)) {
-      if (z != zeroSentinel) z->run = std::min(z->run, y->run);
+      if (z != at.zeroSentinel) z->run = std::min(z->run, y->run);
       o->run += 1;
       o = y;
     } else {
-      if (o != oneSentinel) o->run = std::min(o->run, y->run);
+      if (o != at.oneSentinel) o->run = std::min(o->run, y->run);
       o->next = y->next;
       if (y == ones.tail) ones.tail = o;
       y->next = z->next;
@@ -124,10 +138,20 @@ void Ovrell::dissimDoColumn(single_list<NodeType>& zeros, single_list<NodeType>&
   o->run = 0;
 }
 
-void Ovrell::linearColumns(single_list<NodeType>& zeros, single_list<NodeType>& ones,
-                           VectorBuff& columnValues, std::uint64_t columns, unsigned valueWidth) {
+}  // namespace
+
+void dissimDoColumn(single_list<NodeType>& zeros, single_list<NodeType>& ones,
+                    const unsigned long long& byteIndex, const unsigned int& bitIndex) {
+  const std::uint32_t index = static_cast<std::uint32_t>(byteIndex);
+  Cursors at{zeros.head, ones.head, zeros.head, ones.head};
+  moveOnes(zeros, ones, index, bitIndex, at);
+  moveZeros(zeros, ones, index, bitIndex, at);
+}
+
+void linearColumns(single_list<NodeType>& zeros, single_list<NodeType>& ones,
+                   VectorBuff& columnValues, std::uint64_t columns, unsigned valueWidth) {
   const bool known = withValueType(valueWidth, [&](auto zero) {
-    columnLoop(*this, zeros, ones, reinterpret_cast<decltype(zero)*>(columnValues.data), columns);
+    columnLoop(zeros, ones, reinterpret_cast<decltype(zero)*>(columnValues.data), columns);
   });
   if (!known) wrongValueWidth();
 }

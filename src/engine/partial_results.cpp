@@ -11,10 +11,8 @@
 
 #include "base/fatal.h"
 #include "base/output.h"
-#include "engine/ovrell.h"
 
-void Ovrell::appendPartialResult(const unsigned char* data, std::uint64_t size,
-                                 const char* fileName) {
+void appendPartialResult(const unsigned char* data, std::uint64_t size, const char* fileName) {
   ResultFile out;
   if (out.open(fileName, true))
     out.stream().write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));

@@ -2,7 +2,7 @@
 //
 // While an attribute's blocks are processed from the end of the files to
 // their start, each block's commonality mask is appended to one file in the
-// working directory (Ovrell::appendPartialResult); at the attribute's end the
+// working directory (appendPartialResult); at the attribute's end the
 // final commonalities writer reads the records back in file order and then
 // removes the file. With file size S, block size B and r = S mod B, the full
 // block at file offset o is the record at byte S - B - o, and the short head
@@ -49,6 +49,9 @@ inline std::int32_t lastPartialRecord(std::uint64_t fileSize, std::uint64_t bloc
 inline bool readBackRunsOn(std::uint64_t fileSize, std::uint64_t blockSize) {
   return fileSize < blockSize && lastPartialRecord(fileSize, blockSize) > 0;
 }
+
+// Appends `size` bytes to `fileName`; silent when it cannot be opened.
+void appendPartialResult(const unsigned char* data, std::uint64_t size, const char* fileName);
 
 // Reads up to `length` bytes at `offset` (from the start when it is
 // negative) into `piece`; what cannot be read keeps its old bytes.

@@ -1,11 +1,13 @@
 // The quadratic algorithm: one counter per pair of groups, i < j, in
 // upper-triangle order (0,1), (0,2), ..., (1,2), ...; a counter is one more
 // than the columns, counted back from the newest, on which the pair agrees.
+#include "engine/quadratic_dissimilarities.h"
+
 #include <algorithm>
 
 #include "base/fatal.h"
 #include "engine/budget.h"
-#include "engine/ovrell.h"
+#include "engine/single_list.h"
 
 namespace {
 
@@ -47,15 +49,14 @@ void columnLoop(const ArrayBuff& rows, Value* counter, Value* values, std::uint6
 
 }  // namespace
 
-void Ovrell::resetPairCounters(VectorBuff& pairs, unsigned valueWidth) {
-  const bool known = withValueType(valueWidth, [&](auto zero) {
-    resetCounters<decltype(zero)>(pairs.data, pairs.size);
-  });
+void resetPairCounters(VectorBuff& pairs, unsigned valueWidth) {
+  const bool known = withValueType(
+      valueWidth, [&](auto zero) { resetCounters<decltype(zero)>(pairs.data, pairs.size); });
   if (!known) fatal("Error - wrong number of bytes caltulated.\n");
 }
 
-void Ovrell::quadraticColumns(const ArrayBuff& rows, VectorBuff& pairs, VectorBuff& columnValues,
-                              std::uint64_t columns, unsigned valueWidth) {
+void quadraticColumns(const ArrayBuff& rows, VectorBuff& pairs, VectorBuff& columnValues,
+                      std::uint64_t columns, unsigned valueWidth) {
   const bool known = withValueType(valueWidth, [&](auto zero) {
     using Value = decltype(zero);
     columnLoop(rows, reinterpret_cast<Value*>(pairs.data),

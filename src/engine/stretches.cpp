@@ -1,13 +1,12 @@
-// Ovrell::findStretches: from column values to the shortest distinguishing
-// stretches; contract in engine/ovrell.h.
+// findStretches; contract in engine/stretches.h.
+#include "engine/stretches.h"
+
 #include "engine/budget.h"
-#include "engine/ovrell.h"
 #include "engine/single_list.h"
 
-void Ovrell::findStretches(const VectorBuff& columnValues, std::uint64_t columns,
-                           const VectorBuff& mask, std::uint64_t start, PositionQueue& queue,
-                           std::uint64_t& lastValue, unsigned valueWidth,
-                           const StretchFound& found) {
+void findStretches(const VectorBuff& columnValues, std::uint64_t columns, const VectorBuff& mask,
+                   std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
+                   unsigned valueWidth, const StretchFound& found) {
   // The masked bits from the block's last to its first, the column values
   // from entry N - 1 down to 0.
   const std::uint64_t base = start * 8;

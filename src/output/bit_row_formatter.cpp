@@ -1,9 +1,9 @@
+#include "output/bit_row_formatter.h"
+
 #include <algorithm>
 #include <cstring>
 #include <ostream>
 #include <vector>
-
-#include "engine/ovrell.h"
 
 // The numeric formats are table-driven: the text of every byte value is built
 // once, and a row is turned into text in a buffer that goes to the stream in
@@ -73,39 +73,37 @@ void printNumbers(std::uint64_t length, std::ostream& out, std::ios::fmtflags ba
 
 }  // namespace
 
-void Ovrell::printBitRow(unsigned char* row, std::uint64_t length, std::ostream& out,
-                         bool overwrite) {
-  if (options.format == kAscii) {
+void BitRowFormatter::print(const unsigned char* row, std::uint64_t length,
+                            std::ostream& out) const {
+  if (format_ == kAscii) {
     out.write(reinterpret_cast<const char*>(row), static_cast<std::streamsize>(length));
   } else {
     // The text in pieces of about 64 KiB.
     constexpr std::uint64_t kPiece = 7000;
-    std::vector<char> text(formattedSizeBound(std::min(length, kPiece)));
+    std::vector<char> text(sizeBound(std::min(length, kPiece)));
     for (std::uint64_t done = 0; done < length;) {
       const std::uint64_t count = std::min(kPiece, length - done);
-      const std::size_t size =
-          formatBitRowPart(row + done, count, done + count == length, text.data());
+      const std::size_t size = formatPart(row + done, count, done + count == length, text.data());
       out.write(text.data(), static_cast<std::streamsize>(size));
       done += count;
     }
   }
-  putFormatted(nullptr, 0, length, out);  // the stream as printing byte by byte leaves it
-  if (overwrite && length > 0) std::memset(row, '0', length);  // an empty row may have no storage
+  put(nullptr, 0, length, out);  // the stream as printing byte by byte leaves it
 }
 
-std::uint64_t Ovrell::formattedSizeBound(std::uint64_t length) const {
+std::uint64_t BitRowFormatter::sizeBound(std::uint64_t length) const {
   // A byte's image and blank, and room for the last image's copy of its
   // padded table entry.
   const std::uint64_t perByte[] = {1, 3, 4, 4, 9};
-  return (options.format < 5 ? perByte[options.format] : 0) * length + 9;
+  return (format_ < 5 ? perByte[format_] : 0) * length + 9;
 }
 
-std::size_t Ovrell::formatBitRowPart(const unsigned char* row, std::uint64_t length,
-                                     bool endsPiece, char* to) const {
-  const bool space = options.space;
+std::size_t BitRowFormatter::formatPart(const unsigned char* row, std::uint64_t length,
+                                        bool endsPiece, char* to) const {
+  const bool space = space_;
   const Images& image = images();
   std::size_t used = 0;
-  switch (options.format) {
+  switch (format_) {
     case kAscii:
       if (length > 0) std::memcpy(to, row, length);
       return length;
@@ -128,10 +126,10 @@ std::size_t Ovrell::formatBitRowPart(const unsigned char* row, std::uint64_t len
   return used;
 }
 
-void Ovrell::putFormatted(const char* text, std::size_t size, std::uint64_t length,
+void BitRowFormatter::put(const char* text, std::size_t size, std::uint64_t length,
                           std::ostream& out) const {
   auto write = [&] { out.write(text, static_cast<std::streamsize>(size)); };
-  switch (options.format) {
+  switch (format_) {
     case kAscii:
       write();
       break;

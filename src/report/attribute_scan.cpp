@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "engine/position_queue.h"
-#include "engine/single_list.h"
+#include "engine/commonalities.h"
+#include "engine/linear_dissimilarities.h"
+#include "engine/stretches.h"
 #include "engine/temporary_file.h"
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
@@ -102,6 +103,7 @@ AttributeScan::AttributeScan(Ovrell& engine, const DataFiles& files, std::uint64
   // breathe.
   reserveTemporarySpace(true);
   const std::uint64_t n = files.size();
+  const std::uint32_t memLimit = engine.runOptions().memLimit;
   // The budget as ovrell -d has it, for the same messages when it is too
   // small; but the kernel's buffers here hold one tile, not one block, so
   // the blocks are as long as those of ovrell without -d.
@@ -110,11 +112,12 @@ AttributeScan::AttributeScan(Ovrell& engine, const DataFiles& files, std::uint64
   blockSize_ = engine.computeBlockSize(n, fileSize, noValues, false);
   // The block's storage is only touched when a tile cannot be read and the
   // block is read whole; the kernel goes through one tile at a time.
-  block_ = engine.initArrayBuffer(blockSize_, n);
-  const std::uint64_t tile = std::min(8 * engine.tileWordsOf(n, kScratchPerByte), blockSize_);
-  groupRows_ = engine.initArrayBuffer(tile, n);
-  columnValues_ = engine.initVectorBuffer(8 * valueWidth_ * tile);
-  nodes_ = engine.initVectorBuffer(n * sizeof(NodeType));
+  block_ = initArrayBuffer(blockSize_, n, memLimit);
+  const std::uint64_t tile =
+      std::min(8 * engine.tiles().tileWordsOf(n, kScratchPerByte), blockSize_);
+  groupRows_ = initArrayBuffer(tile, n, memLimit);
+  columnValues_ = initVectorBuffer(8 * valueWidth_ * tile, memLimit);
+  nodes_ = initVectorBuffer(n * sizeof(NodeType), memLimit);
 }
 
 AttributeScan::~AttributeScan() {
@@ -124,104 +127,122 @@ AttributeScan::~AttributeScan() {
   freeBuffer(nodes_);
 }
 
-void AttributeScan::scan(Findings& findings) {
+// One attribute's scan: its groups, its kernel state and the slots' tiles.
+// A tile's informative bits are its slot's scratch, and for the picture the
+// uniform ones follow them.
+struct AttributeScan::Pass {
+  Pass(Findings& findings, std::size_t files, unsigned slots)
+      : findings(findings), zeros(files), ones(files), slots(slots) {
+    for (const ReportGroup& group : findings.groups) {
+      groupSizes.push_back(static_cast<unsigned int>(group.files->size()));
+      entryFiles.insert(entryFiles.end(), group.files->begin(), group.files->end());
+    }
+    // Every bit is uniform inside groups of one file: the mask is not
+    // computed.
+    allSingle = std::all_of(groupSizes.begin(), groupSizes.end(),
+                            [](unsigned int size) { return size < 2; });
+  }
+
+  Findings& findings;
+  const bool picture = findings.bytesPerCell != 0;
   std::vector<unsigned int> groupSizes;
   std::vector<std::size_t> entryFiles;  // the files of the groups, group after group
-  for (const ReportGroup& group : findings.groups) {
-    groupSizes.push_back(static_cast<unsigned int>(group.files->size()));
-    entryFiles.insert(entryFiles.end(), group.files->begin(), group.files->end());
-  }
-  // Every bit is uniform inside groups of one file: the mask is not computed.
-  const bool allSingle =
-      std::all_of(groupSizes.begin(), groupSizes.end(), [](unsigned int size) { return size < 2; });
-  single_list<NodeType> zeros(files_.size()), ones(files_.size());
-  engine_.pushGroupNodes(reinterpret_cast<NodeType*>(nodes_.data), groupRows_, groupSizes.size(),
-                         zeros);
+  bool allSingle = false;
+  single_list<NodeType> zeros, ones;
   PositionQueue queue;
   std::uint64_t lastValue = 0;
-  regionLength_ = 0;
+  std::vector<Slot> slots;
+  std::uint64_t start = 0, size = 0;  // of the block
+  std::vector<unsigned long long*> rowPointers, runRows;
+};
 
+void AttributeScan::scan(Findings& findings) {
+  Pass pass(findings, files_.size(), engine_.tiles().tileSlots());
+  pushGroupNodes(reinterpret_cast<NodeType*>(nodes_.data), groupRows_, pass.groupSizes.size(),
+                 pass.zeros);
+  regionLength_ = 0;
   // Each tile is masked and counted on any thread (compute), then, in turn
   // and from the block's last tile to its first, its informative bytes are
   // recorded and its stretches found (commit), as for a block of its own.
-  // A tile's informative bits are its slot's scratch, and for the picture
-  // the uniform ones follow them.
-  struct Slot {
-    std::vector<std::uint32_t> lines;  // the lines (8 words) with informative bits, ascending
-    std::vector<const Word*> rows;
-    std::uint64_t varying = 0, informative = 0;
-  };
-  std::vector<Slot> slots(engine_.tileSlots());
-  const bool picture = findings.bytesPerCell != 0;
-  std::vector<unsigned long long*> rowPointers, runRows;
-  for (std::uint64_t remaining = fileSize_; remaining > 0;) {
-    const std::uint64_t size = std::min(remaining, blockSize_);
-    const std::uint64_t start = remaining - size;
-    block_.rowSize = size;
-    auto compute = [&](unsigned slotIndex, std::uint64_t first, std::uint64_t end,
-                       const std::vector<Word*>& fileRows) {
-      Slot& slot = slots[slotIndex];
-      const std::uint64_t count = end - first;
-      const std::uint64_t bytes = std::min(8 * end, size) - 8 * first;
-      slot.rows.clear();
-      for (std::size_t file : entryFiles) slot.rows.push_back(fileRows[file]);
-      Word* mask = engine_.tileScratch(slotIndex);
-      if (!allSingle) engine_.commonalitiesOfWords(groupSizes, slot.rows, mask, count);
-      if (picture && allSingle) std::fill(mask + count, mask + 2 * count, ~Word{0});
-      if (picture && !allSingle) std::memcpy(mask + count, mask, count * sizeof(Word));
-      slot.lines.clear();
-      const MaskCounts counts = excludeAndCount(slot.rows, mask, bytes, allSingle, slot.lines);
-      slot.varying = counts.varying, slot.informative = counts.informative;
-    };
-    auto commit = [&](unsigned slotIndex, std::uint64_t first, std::uint64_t end,
-                      const std::vector<Word*>& fileRows) {
-      Slot& slot = slots[slotIndex];
-      Word* const mask = engine_.tileScratch(slotIndex);
-      const std::uint64_t tileStart = start + 8 * first;
-      const std::uint64_t tileSize = std::min(8 * end, size) - 8 * first;
-      findings.varying += slot.varying;
-      findings.informative += slot.informative;
-      if (picture) {
-        markCells(mask + (end - first), tileSize, true, tileStart, kVaryingCell, findings);
-        markCells(mask, tileSize, false, tileStart, kInformativeCell, findings);
-      }
-      mask_ = VectorBuff{reinterpret_cast<unsigned char*>(mask), tileSize};
-      rowPointers.clear();
-      for (std::size_t file : entryFiles) rowPointers.push_back(fileRows[file]);
-      const std::vector<std::uint32_t>& lines = slot.lines;
-      recordBytes(findings, tileStart, lines);
-      // The runs of lines with informative bits, from the tile's end: the
-      // kernel and the stretch finder go through them as through blocks of
-      // their own, and never through the lines between. A run takes in gaps
-      // of up to kGapLines lines: walking them costs less than a call of the
-      // kernel.
-      runRows.resize(rowPointers.size());
-      for (std::size_t next = lines.size(); next-- > 0;) {
-        const std::uint64_t line = lines[next];
-        std::uint64_t low = line;
-        while (next > 0 && lines[next - 1] + kGapLines + 1 >= low) low = lines[--next];
-        const std::uint64_t from = 64 * low, to = std::min(tileSize, 64 * (line + 1));
-        VectorBuff run{mask_.data + from, to - from};
-        for (std::size_t k = 0; k < rowPointers.size(); ++k) runRows[k] = rowPointers[k] + from / 8;
-        const std::uint64_t columns = engine_.gatherColumns(groupRows_, run, groupSizes, runRows);
-        if (columns > 0) {
-          engine_.linearColumns(zeros, ones, columnValues_, columns, valueWidth_);
-          engine_.findStretches(columnValues_, columns, run, tileStart + from, queue, lastValue,
-                                valueWidth_, [&](std::uint64_t firstBit, std::uint64_t lastBit) {
-                                  findings.stretches.append(firstBit, lastBit);
-                                });
-        }
-      }
-    };
-    Ovrell::TileSteps steps{compute, kScratchPerByte, commit};
-    steps.backwards = true;
-    engine_.readBlockInTiles(files_, start, block_, steps);
-    remaining -= size;
+  TileReader::TileSteps steps{
+      [&](unsigned slot, std::uint64_t first, std::uint64_t end,
+          const std::vector<Word*>& fileRows) { computeTile(pass, slot, first, end, fileRows); },
+      kScratchPerByte,
+      [&](unsigned slot, std::uint64_t first, std::uint64_t end,
+          const std::vector<Word*>& fileRows) { commitTile(pass, slot, first, end, fileRows); }};
+  steps.backwards = true;
+  for (std::uint64_t remaining = fileSize_; remaining > 0; remaining -= pass.size) {
+    pass.size = std::min(remaining, blockSize_);
+    pass.start = remaining - pass.size;
+    block_.rowSize = pass.size;
+    engine_.tiles().readBlockInTiles(files_, pass.start, block_, steps);
   }
   findings.constant = 8 * fileSize_ - findings.informative - findings.varying;
   findings.bytes.finish();
   findings.stretches.finish();
   findings.data = &fileBytes_;
+}
+
+void AttributeScan::computeTile(Pass& pass, unsigned slotIndex, std::uint64_t first,
+                                std::uint64_t end, const std::vector<Word*>& fileRows) {
+  Slot& slot = pass.slots[slotIndex];
+  const std::uint64_t count = end - first;
+  const std::uint64_t bytes = std::min(8 * end, pass.size) - 8 * first;
+  slot.rows.clear();
+  for (std::size_t file : pass.entryFiles) slot.rows.push_back(fileRows[file]);
+  Word* mask = engine_.tiles().tileScratch(slotIndex);
+  if (!pass.allSingle) commonalitiesOfWords(pass.groupSizes, slot.rows, mask, count);
+  if (pass.picture && pass.allSingle) std::fill(mask + count, mask + 2 * count, ~Word{0});
+  if (pass.picture && !pass.allSingle) std::memcpy(mask + count, mask, count * sizeof(Word));
+  slot.lines.clear();
+  const MaskCounts counts = excludeAndCount(slot.rows, mask, bytes, pass.allSingle, slot.lines);
+  slot.varying = counts.varying, slot.informative = counts.informative;
+}
+
+void AttributeScan::commitTile(Pass& pass, unsigned slotIndex, std::uint64_t first,
+                               std::uint64_t end, const std::vector<Word*>& fileRows) {
+  const Slot& slot = pass.slots[slotIndex];
+  Findings& findings = pass.findings;
+  Word* const mask = engine_.tiles().tileScratch(slotIndex);
+  const std::uint64_t tileStart = pass.start + 8 * first;
+  const std::uint64_t tileSize = std::min(8 * end, pass.size) - 8 * first;
+  findings.varying += slot.varying;
+  findings.informative += slot.informative;
+  if (pass.picture) {
+    markCells(mask + (end - first), tileSize, true, tileStart, kVaryingCell, findings);
+    markCells(mask, tileSize, false, tileStart, kInformativeCell, findings);
+  }
+  mask_ = VectorBuff{reinterpret_cast<unsigned char*>(mask), tileSize};
+  pass.rowPointers.clear();
+  for (std::size_t file : pass.entryFiles) pass.rowPointers.push_back(fileRows[file]);
+  recordBytes(findings, tileStart, slot.lines);
+  tileStretches(pass, slot.lines, tileStart);
+}
+
+void AttributeScan::tileStretches(Pass& pass, const std::vector<std::uint32_t>& lines,
+                                  std::uint64_t tileStart) {
+  // The runs of lines with informative bits, from the tile's end: the
+  // kernel and the stretch finder go through them as through blocks of
+  // their own, and never through the lines between. A run takes in gaps of
+  // up to kGapLines lines: walking them costs less than a call of the
+  // kernel.
+  pass.runRows.resize(pass.rowPointers.size());
+  for (std::size_t next = lines.size(); next-- > 0;) {
+    const std::uint64_t line = lines[next];
+    std::uint64_t low = line;
+    while (next > 0 && lines[next - 1] + kGapLines + 1 >= low) low = lines[--next];
+    const std::uint64_t from = 64 * low, to = std::min(mask_.size, 64 * (line + 1));
+    const VectorBuff run{mask_.data + from, to - from};
+    for (std::size_t k = 0; k < pass.rowPointers.size(); ++k)
+      pass.runRows[k] = pass.rowPointers[k] + from / 8;
+    const std::uint64_t columns = gatherer_.gather(groupRows_, run, pass.groupSizes, pass.runRows);
+    if (columns == 0) continue;
+    linearColumns(pass.zeros, pass.ones, columnValues_, columns, valueWidth_);
+    findStretches(columnValues_, columns, run, tileStart + from, pass.queue, pass.lastValue,
+                  valueWidth_, [&](std::uint64_t firstBit, std::uint64_t lastBit) {
+                    pass.findings.stretches.append(firstBit, lastBit);
+                  });
+  }
 }
 
 // The bytes of the tile with informative bits (in `lines`), from the last

@@ -21,7 +21,10 @@
 #include <cstdint>
 #include <vector>
 
+#include "engine/gather_columns.h"
 #include "engine/ovrell.h"
+#include "engine/position_queue.h"
+#include "engine/single_list.h"
 #include "report/findings.h"
 
 class AttributeScan {
@@ -39,6 +42,24 @@ class AttributeScan {
   void scan(Findings& findings);
 
  private:
+  // One attribute's state through its blocks, and what each tile slot
+  // holds from the tile's compute to its commit.
+  struct Slot {
+    std::vector<std::uint32_t> lines;  // the lines (8 words) with informative bits, ascending
+    std::vector<const Word*> rows;
+    std::uint64_t varying = 0, informative = 0;
+  };
+  struct Pass;
+  // Masks and counts a tile (any thread).
+  void computeTile(Pass& pass, unsigned slotIndex, std::uint64_t first, std::uint64_t end,
+                   const std::vector<Word*>& fileRows);
+  // Records a tile's counts, cells, bytes and stretches (in turn, from the
+  // block's last tile to its first).
+  void commitTile(Pass& pass, unsigned slotIndex, std::uint64_t first, std::uint64_t end,
+                  const std::vector<Word*>& fileRows);
+  // The stretches of a tile from `tileStart`, through the runs of its
+  // lines with informative bits.
+  void tileStretches(Pass& pass, const std::vector<std::uint32_t>& lines, std::uint64_t tileStart);
   void recordBytes(Findings& findings, std::uint64_t start,
                    const std::vector<std::uint32_t>& lines);
   void recordByte(Findings& findings, std::uint64_t offset, unsigned char informative);
@@ -52,6 +73,7 @@ class AttributeScan {
   VectorBuff columnValues_{}, nodes_{};
   std::uint64_t lastPosition_ = 0, lastOffset_ = 0, regionLength_ = 0;
   FileBytes fileBytes_;  // what the findings' walks read the groups' bytes through
+  ColumnGatherer gatherer_;
 };
 
 #endif  // OVRELL_REPORT_ATTRIBUTE_SCAN_H_

@@ -1,25 +1,27 @@
-// Members of Ovrell; contracts in engine/ovrell.h.
-#include <iostream>
+// putFinalMask; contract in engine/final_mask.h.
+#include "engine/final_mask.h"
 
-#include "base/output.h"
-#include "engine/ovrell.h"
+#include <cstring>
+
 #include "engine/partial_results.h"
-#include "output/result_file_name.h"
 
-void Ovrell::writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize,
-                                     std::uint64_t fileSize, std::size_t position) {
-  ResultFile file;
-  if (!options.comFile.empty()) {
-    const std::string name = resultFileName(options.comFile, options.attributes.size(), position);
-    if (!file.open(name)) cannotOpenResultFile(name);
-  }
-  std::ostream& out = options.comFile.empty() ? std::cout : file.stream();
+namespace {
 
+void putPiece(MaskSink& sink, unsigned char* piece, std::uint64_t length) {
+  sink.putMask(piece, length);
+  if (length > 0) std::memset(piece, '0', length);  // an empty piece may have no storage
+}
+
+}  // namespace
+
+void putFinalMask(MaskSink& sink, VectorBuff& mask, std::uint64_t blockSize, std::uint64_t fileSize,
+                  std::size_t position) {
+  sink.openMask(position);
   const std::uint64_t rest = fileSize % blockSize;
   if (rest != 0) {
     mask.size = rest;
     readPartialResult(mask.data, rest, partialResultsOffset(fileSize - rest));
-    printBitRow(mask.data, mask.size, out);
+    putPiece(sink, mask.data, mask.size);
   }
   // The count of full pieces is cut to a signed 32-bit number. When the
   // file is shorter than one block, fileSize - blockSize wraps around: a
@@ -31,8 +33,8 @@ void Ovrell::writeFinalCommonalities(VectorBuff& mask, std::uint64_t blockSize,
   for (std::int64_t k = last; k >= 0; --k) {
     readPartialResult(mask.data, blockSize,
                       partialResultsOffset(static_cast<std::uint64_t>(k) * blockSize));
-    printBitRow(mask.data, mask.size, out);
+    putPiece(sink, mask.data, mask.size);
   }
-  file.close();
+  sink.closeMask();
   removePartialResults();
 }

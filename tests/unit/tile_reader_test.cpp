@@ -1,62 +1,27 @@
-// Engine steps a run cannot isolate: the stream state the printer leaves, and block reads in
-// tiles, which fall back to whole blocks.
+// Block reads in tiles, which a run cannot isolate: tiles against whole blocks, one reader thread
+// or several, and the fall back to whole blocks.
+#include "engine/tile_reader.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <boost/filesystem.hpp>
+#include <chrono>
 #include <cstring>
 #include <fstream>
-#include <iomanip>
+#include <iostream>
 #include <random>
 #include <sstream>
 #include <thread>
 
 #include "base/fatal.h"
-#include "engine/ovrell.h"
-
-// Every format; 1-3 leave fill, alignment and upper case set, and OR their base with the old one
-// (hex and oct together print decimal).
-TEST(Engine, PrinterOverwritesTheRowAndLeavesTheStreamChanged) {
-  Options options;
-  Ovrell engine(options);
-  // clang-format off
-  const std::string images[] = {std::string("\0\7\x80\xFF", 4), "00 07 80 FF", "000 007 128 255",
-      "000 007 200 377", "00000000 00000111 10000000 11111111", ""};
-  // clang-format on
-  for (unsigned format : {0u, 1u, 2u, 3u, 4u, 5u})
-    for (bool space : {true, false}) {
-      options.format = static_cast<output_opt>(format);
-      options.space = space;
-      unsigned char row[] = {0x00, 0x07, 0x80, 0xFF, 0x55};
-      // The same row in two parts, formatted first and written after, as the tiles print it.
-      std::ostringstream out, parts;
-      out.flags(std::ios::oct), out.width(9);  // only formats 1-4 consume the width
-      parts.flags(std::ios::oct), parts.width(9);
-      char text[64];
-      for (unsigned part : {0u, 2u})
-        engine.putFormatted(text, engine.formatBitRowPart(row + part, 2, part == 2, text), 2, parts);
-      engine.printBitRow(row, 4, out);
-      engine.printBitRow(row + 4, 0, out);  // prints nothing and keeps the byte
-      for (std::ostream* stream : {&out, &parts})
-        *stream << ' ' << 255 << ' ' << std::setw(4) << 7 << ' ' << std::hex << 171;
-      EXPECT_EQ(parts.str(), out.str()) << format << space;
-      const bool numbers = format >= 1 && format <= 3;
-      std::string want = images[format];
-      if (!space) want.erase(std::remove(want.begin(), want.end(), ' '), want.end());
-      want += std::string(format % 5 ? 0 : 8, ' ') +
-              (format == 1 || format == 2 ? " 255" : " 377") + (numbers ? " 0007" : "    7") +
-              (format == 1 ? " AB" : " ab");
-      EXPECT_EQ(out.str() + std::string(row, row + 5), want + "0000\x55") << format << space;
-      EXPECT_TRUE(!numbers || (out.flags() & std::ios::right)) << format;
-    }
-}
+#include "engine/block_reader.h"
+#include "project/file_checks.h"
 
 // Tiles against the whole-block read, for few files and for many; a file cut short ends the run
 // with status 1.
-TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
-  Options options;
-  Ovrell engine(options);
+TEST(TileReader, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
+  TileReader reader;
   std::mt19937_64 random(11);
   const std::string dir = ::testing::TempDir() + boost::filesystem::unique_path().string();
   boost::filesystem::create_directories(dir);
@@ -69,20 +34,20 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   }
   for (int round = 0; round < 16; ++round) {
     DataFiles files(FileList(all.begin(), all.begin() + (round % 8 ? 2 + 2 * round : 130)));
-    engine.checkFiles(files);
-    options.inverseByteOrder = round % 3, options.chunkSize = 1 << round % 4;
+    checkFileSet(files);
+    reader.order = {round % 3 != 0, std::uint64_t{1} << round % 4};
     const std::uint64_t n = files.size(),
-                        size = 49984 + round / options.chunkSize * options.chunkSize;
+                        size = 49984 + round / reader.order.chunkSize * reader.order.chunkSize;
     const std::uint64_t pitch = pitchOf(size), start = 8 * round;
     std::vector<unsigned char> whole(pitch * n), tiled(whole.size(), 0xAB), seen(whole.size());
-    engine.readBlock(files, start, {whole.data(), size, n});
+    readBlock(files, start, {whole.data(), size, n}, reader.order);
     const bool backwards = round % 4 >= 2;
     std::uint64_t next = backwards ? pitch / 8 : 0;  // where the next tile must start or end
-    engine.readThreads = 1 + round % 3;
-    engine.tileBytes = round % 3 ? 512 * 1024 : 8 * (1 + round);
+    reader.readThreads = 1 + round % 3;
+    reader.tileBytes = round % 3 ? 512 * 1024 : 8 * (1 + round);
     // compute copies the tile out and fills the slot's scratch, on any thread; commit sees the
     // tiles in order (or from the last), in the slot compute had them in, rows and scratch intact.
-    std::vector<std::uint64_t> slotTile(engine.tileSlots(), ~0ULL);
+    std::vector<std::uint64_t> slotTile(reader.tileSlots(), ~0ULL);
     const std::thread::id caller = std::this_thread::get_id();
     const std::uint64_t perByte = round % 3, perTile = round % 5;
     auto scratchWords = [&](std::uint64_t first, std::uint64_t end) {
@@ -92,7 +57,7 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
                        const std::vector<Word*>& at) {
       for (std::size_t i = 0; i < n; ++i)
         std::memcpy(&seen[i * pitch + first * 8], at[i], (end - first) * 8);
-      std::fill_n(engine.tileScratch(slot), scratchWords(first, end), first);
+      std::fill_n(reader.tileScratch(slot), scratchWords(first, end), first);
       slotTile[slot] = first;
       if (round % 8 >= 4 && std::this_thread::get_id() != caller)  // a slow helper
         std::this_thread::sleep_for(std::chrono::microseconds(50));
@@ -101,16 +66,16 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
                       const std::vector<Word*>& at) {
       EXPECT_EQ(backwards ? end : first, next);
       EXPECT_EQ(slotTile[slot], first);
-      const Word* scratch = engine.tileScratch(slot);
+      const Word* scratch = reader.tileScratch(slot);
       EXPECT_EQ(std::count(scratch, scratch + scratchWords(first, end), first),
                 static_cast<std::ptrdiff_t>(scratchWords(first, end)));
       for (std::size_t i = 0; i < n; ++i)
         EXPECT_EQ(std::memcmp(&seen[i * pitch + first * 8], at[i], (end - first) * 8), 0);
       next = backwards ? first : end;
     };
-    Ovrell::TileSteps steps{compute, perByte, commit};
+    TileReader::TileSteps steps{compute, perByte, commit};
     steps.backwards = backwards, steps.scratchPerTile = perTile;
-    engine.readBlockInTiles(files, start, {tiled.data(), size, n}, steps);
+    reader.readBlockInTiles(files, start, {tiled.data(), size, n}, steps);
     EXPECT_EQ(next, backwards ? 0 : pitch / 8);
     for (std::size_t i = 0; i < n; ++i)
       ASSERT_TRUE(std::equal(&whole[i * pitch], &whole[i * pitch] + size, &seen[i * pitch]))
@@ -119,10 +84,10 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
     EXPECT_TRUE(untouched) << round;
     // Into the block's rows: byte for byte what readBlock leaves, stale padding included.
     std::vector<unsigned char> kept(whole.size() + 8, 0x5C), plain(kept);
-    engine.readBlock(files, start, {plain.data(), size, n});
+    readBlock(files, start, {plain.data(), size, n}, reader.order);
     steps.intoBlock = true;
     next = backwards ? pitch / 8 : 0;
-    engine.readBlockInTiles(files, start, {kept.data(), size, n}, steps);
+    reader.readBlockInTiles(files, start, {kept.data(), size, n}, steps);
     EXPECT_TRUE(kept == plain) << round;
   }
   std::ostringstream err;
@@ -130,12 +95,12 @@ TEST(Engine, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   setExitHandler([](int status) { std::cerr << "status " << status << "\n", throw status; });
   // A file cut short after the checks is seen at the first read, before a tile is committed.
   DataFiles pair({all[1], all[2]});
-  engine.checkFiles(pair);
+  checkFileSet(pair);
   boost::filesystem::resize_file(all[2], 100);
   std::vector<unsigned char> block(2 * pitchOf(60000));
   int tiles = 0;
-  engine.tileBytes = 64;
-  EXPECT_THROW(engine.readBlockInTiles(
+  reader.tileBytes = 64;
+  EXPECT_THROW(reader.readBlockInTiles(
                    pair, 8, {block.data(), 59992, 2},
                    [&](std::uint64_t, std::uint64_t, const std::vector<Word*>&) { ++tiles; }),
                int);
