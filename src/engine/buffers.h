@@ -7,10 +7,11 @@
 // last block packs its rows more tightly). Bit j of byte b of any row or
 // mask describes bit j (value 1 << j) of byte start + b of the files.
 //
-// The records own nothing by themselves: the analysis run that created the
-// storage frees it with freeBuffer. Storage starts zero-filled and padding
-// bytes are never cleared after that; only the first rowSize (or size) bytes
-// of a row are ever written out, so padding never reaches a result.
+// The records own nothing by themselves: whoever made the storage (the
+// run, a pass, the report's scan) frees it with freeBuffer. Storage starts
+// zero-filled and padding bytes are never cleared after that; only the
+// first rowSize (or size) bytes of a row are ever written out, so padding
+// never reaches a result.
 #ifndef OVRELL_ENGINE_BUFFERS_H_
 #define OVRELL_ENGINE_BUFFERS_H_
 
