@@ -56,8 +56,9 @@ TEST(ChangingInputs, AFileChangedInPlaceEndsTheRun) {
       "4194304 to 4096 bytes)\na.bin\nb.bin\nerr\nnew.bin\nout\np.txt\n");
 }
 
-// Forty files and twenty descriptors: the files are opened again for every read, give the
-// result of a run that keeps them open, and one renamed over between two reads is seen. With
+// Forty files and twenty descriptors: the files are opened again for every read (in both
+// programs, with and without -d), give the result of a run that keeps them open, and one
+// renamed over between two reads is seen. With
 // twenty as the soft limit alone, it is raised and every file kept: one renamed over changes
 // nothing (when the hard limit allows).
 TEST(ChangingInputs, FilesOpenedForEveryReadMustStayTheSame) {
@@ -71,6 +72,8 @@ TEST(ChangingInputs, FilesOpenedForEveryReadMustStayTheSame) {
           "echo f$i $((i % 3)) >> q.txt; i=$((i + 1)); done; "
           "O() { \"$OVRELL\" -p q.txt -m 4KB -c r$1 -d d$1 $2; }; O 1 \"G G G\"; "
           "(ulimit -n 20; O 2 G; echo status $?); cmp r1_0 r2 && cmp d1_0 d2 && cat d2; "
+          "P() { \"$OVRELL\" -p q.txt -m 4KB -c r$1 G; \"$OVRELL-report\" -p q.txt G > t$1; }; "
+          "P 3; (ulimit -n 20; P 4); cmp r3 r4 && cmp t3 t4; "
           "swap() { (ulimit $1 20; O $2 \"$3\") 2>err & p=$!; n=0; until [ -e __partialResult1_tmp "
           "] || [ $n = 500 ]; do n=$((n+1)); sleep 0.01; done; cp f8 new; mv new f$2; wait $p; "
           "echo status $? $(cat err); }; h=$(ulimit -Hn); if [ $h = unlimited ] || [ $h -gt 99 ]; "
