@@ -82,8 +82,8 @@ struct Cursors {
 };
 
 // Pass 1: the nodes of the zeros list with bit 1 move behind o.
-inline void moveOnes(single_list<NodeType>& zeros, single_list<NodeType>& ones,
-                     std::uint32_t index, unsigned bitIndex, Cursors& at) {
+inline void moveOnes(single_list<NodeType>& zeros, single_list<NodeType>& ones, std::uint32_t index,
+                     unsigned bitIndex, Cursors& at) {
   NodeType* z = at.z;
   NodeType* o = at.o;
   std::uint64_t steps = 0;
