@@ -11,6 +11,7 @@
 
 #include "base/fatal.h"
 #include "base/output.h"
+#include "base/scratch_file.h"
 #include "engine/ovrell.h"
 
 void Ovrell::appendPartialResult(const unsigned char* data, std::uint64_t size,
@@ -23,12 +24,7 @@ void Ovrell::appendPartialResult(const unsigned char* data, std::uint64_t size,
 void readPartialResult(unsigned char* piece, std::uint64_t length, std::int32_t offset) {
   const int fd = ::open(kPartialResultsFile, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) return;
-  for (std::uint64_t done = 0, at = offset < 0 ? 0 : offset; done < length;) {
-    const ssize_t got = ::pread(fd, piece + done, length - done, static_cast<off_t>(at + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    done += static_cast<std::uint64_t>(got);
-  }
+  static_cast<void>(readExactly(fd, piece, length, offset < 0 ? 0 : offset));
   ::close(fd);
 }
 
