@@ -3,17 +3,14 @@
 
 #include "base/fatal.h"
 #include "base/output.h"
+#include "driver/run_project.h"
 #include "options/options.h"
-#include "project/project.h"
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
   useCheckedStandardOutput();
   failRunWhenOutOfMemory();
   Options options(argc, argv);
-  {
-    Project project(options);
-    project.run();
-  }
+  runProject(options);
   exitProcess(0);
 }

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 
 #include "base/fatal.h"
@@ -17,25 +16,6 @@
 #include "report/report_writer.h"
 
 namespace {
-
-// The header's attribute names and the first column of every data line, as
-// the project file spells them. Called after the project was read, so every
-// line tokenizes.
-void readProjectColumns(const std::string& projectFile, std::vector<std::string>& attributes,
-                        std::vector<std::string>& fileNames) {
-  std::ifstream in(projectFile);
-  std::string line;
-  std::vector<std::string> fields;
-  bool header = true;
-  while (std::getline(in, line)) {
-    if (Project::tokenizeLine(line, fields) != nullptr || fields.empty()) continue;
-    if (header)
-      attributes.assign(fields.begin() + 1, fields.end());
-    else
-      fileNames.push_back(fields[0]);
-    header = false;
-  }
-}
 
 std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
   std::vector<ReportGroup> groups;
@@ -71,10 +51,8 @@ bool colourWanted() { return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") 
 void runReport(Options& options, const ReportOptions& report) {
   Project project(options);
   project.parseProjectFile();
-  ReportRun run{0, {}};
-  std::vector<std::string> header;
-  readProjectColumns(options.projectFile, header, run.fileNames);
-  if (options.attributes.empty()) options.attributes = header;
+  ReportRun run{0, project.fileNames};
+  if (options.attributes.empty()) options.attributes = project.attributeNames;
   project.checkAttributes();
   Ovrell engine(options);
   DataFiles files(project.files);
