@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/fatal.h"
 #include "base/output.h"
 
 namespace {

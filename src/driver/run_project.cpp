@@ -1,6 +1,6 @@
 #include "driver/run_project.h"
 
-#include "base/output.h"
+#include "base/fatal.h"
 #include "driver/result_paths.h"
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "base/output.h"
+#include "base/fatal.h"
 #include "base/scratch_file.h"
 
 namespace {
