@@ -4,9 +4,10 @@
 //   - `fatal(pieces...)`: the tool's own messages about what it was given (a
 //     bad option, a project file it cannot read, an unknown attribute, a
 //     refused result path). The pieces are written to standard error as a
-//     stream would write them (a path quotes itself), with no program name
-//     added, and the process ends with status 1. Nothing is cleaned up:
-//     what a run has written stays.
+//     stream would write them (a path quotes itself), and the process ends
+//     with status 1. Nothing is cleaned up: what a run has written stays.
+//     `fatalNamed` puts the program's name before the pieces and a line
+//     end after them, for the messages that carry the name.
 //   - `failRun(pieces...)`: a failure of the run itself, after which its
 //     results must be put back (a failed write, flush or close, a data file
 //     that changed, no memory, a scratch file that cannot be made). The
@@ -61,6 +62,13 @@ template <typename... Parts>
 [[noreturn]] void fatal(const Parts&... parts) {
   warn(parts...);
   exitProcess(1);
+}
+
+// fatal, with the program's name and ": " before the pieces and a line end
+// after them.
+template <typename... Parts>
+[[noreturn]] void fatalNamed(const Parts&... parts) {
+  fatal(programName(), ": ", parts..., "\n");
 }
 
 template <typename... Parts>

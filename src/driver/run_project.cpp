@@ -1,6 +1,7 @@
 #include "driver/run_project.h"
 
 #include "base/fatal.h"
+#include "base/result_files.h"
 #include "driver/result_paths.h"
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"
@@ -32,7 +33,7 @@ void runProject(Options& options) {
   // appended to it.
   std::vector<std::string> written;
   for (const ResultPath& result : results) {
-    if (result.deleted) clearOldResult(result);
+    if (result.deleted) clearOldResult(result.role, result.name);
     if (result.written) written.push_back(result.name);
   }
   registerResultFiles(written, options.disFile.empty() ? "" : kPartialResultsFile);

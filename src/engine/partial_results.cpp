@@ -32,16 +32,16 @@ void removeStalePartialResults() { std::remove(kStalePartialResultsFile); }
 
 void removePartialResults() {
   if (std::remove(kPartialResultsFile) != 0 && errno != ENOENT)
-    fatal("ovrell: cannot remove the partial results file '", kPartialResultsFile,
-          "': ", std::strerror(errno), "\n");
+    fatalNamed("cannot remove the partial results file '", kPartialResultsFile,
+               "': ", std::strerror(errno));
 }
 
 void refuseForeignPartialResults() {
   struct stat status {};
   if (::lstat(kPartialResultsFile, &status) != 0 || S_ISLNK(status.st_mode)) return;
   if (status.st_uid != ::geteuid())
-    fatal("ovrell: the partial results file '", kPartialResultsFile,
-          "' belongs to another user; nothing was deleted or written\n");
+    fatalNamed("the partial results file '", kPartialResultsFile,
+               "' belongs to another user; nothing was deleted or written");
 }
 
 void lockWorkingDirectory() {
@@ -50,8 +50,8 @@ void lockWorkingDirectory() {
   directory = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (directory < 0 || ::flock(directory, LOCK_EX | LOCK_NB) == 0) return;
   warn(
-      "ovrell: another run is using the partial results file of this directory; waiting for it "
-      "to end\n");
+      programName(),
+      ": another run is using the partial results file of this directory; waiting for it to end\n");
   while (::flock(directory, LOCK_EX) != 0 && errno == EINTR) {
   }
 }

@@ -7,9 +7,9 @@
 #include <iostream>
 
 #include "base/fatal.h"
-#include "base/file_identity.h"
 #include "base/output.h"
 #include "base/replaced_outputs.h"
+#include "base/result_files.h"
 #include "engine/ovrell.h"
 #include "project/project.h"
 #include "report/attribute_scan.h"
@@ -29,18 +29,15 @@ std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
 // the other result file, before anything is deleted.
 void refuseOverwritingInputs(const Options& options, const FileList& files,
                              const ReportOptions& report) {
-  std::vector<std::pair<std::string, std::string>> inputs{{"project file", options.projectFile}};
-  for (const auto& file : files) inputs.emplace_back("data file", file.string());
+  OutputGuard guard;
+  guard.addInput("project file", options.projectFile);
+  for (const auto& file : files) guard.addInput("data file", file.string());
   const std::pair<std::string, std::string> results[] = {{"JSON file", report.jsonFile},
                                                          {"HTML file", report.htmlFile}};
-  for (const auto& result : results) {
-    if (result.second.empty() || result.second == "-") continue;
-    const FileIdentity identity = fileIdentity(result.second);
-    for (const auto& input : inputs)
-      if (sameFile(identity, fileIdentity(input.second)))
-        fatal("ovrell-report: the ", result.first, " '", result.second, "' is the ", input.first,
-              " '", input.second, "'; nothing was deleted or written\n");
-    inputs.push_back(result);
+  for (const auto& [role, name] : results) {
+    if (name.empty() || name == "-") continue;
+    guard.addOutput(role, name);
+    guard.addInput(role, name);
   }
 }
 
