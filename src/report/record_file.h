@@ -22,7 +22,7 @@
 //
 // Appends come in strictly descending order; reads go by ascending position
 // (0: the lowest), cheap when they go forward. A temporary file that cannot
-// be made, written or read ends the run (base/output.h).
+// be made, written or read ends the run (base/fatal.h).
 #ifndef OVRELL_REPORT_RECORD_FILE_H_
 #define OVRELL_REPORT_RECORD_FILE_H_
 
