@@ -12,7 +12,7 @@ CommandLine::CommandLine(int argc, char** argv, const ProgramText& text)
     : argc_(argc),
       argv_(argv),
       text_(text),
-      program_(argc > 0 && argv[0] != nullptr ? argv[0] : text.name) {}
+      program_(argc > 0 && argv[0] != nullptr ? argv[0] : programName()) {}
 
 po::variables_map CommandLine::parse(const po::options_description& parsed,
                                      const po::options_description& shown,

@@ -7,7 +7,7 @@
 // and version print to standard output with status 0, an error of the
 // option library prints its text and "try `PROGRAM -h' for more
 // information." with status 1 (base/fatal.h). PROGRAM is argv[0] as given,
-// or the program's own name when there is none.
+// or, when there is none, the name the program gave beginRun.
 #ifndef OVRELL_OPTIONS_COMMAND_LINE_H_
 #define OVRELL_OPTIONS_COMMAND_LINE_H_
 
@@ -15,7 +15,6 @@
 #include <string>
 
 struct ProgramText {
-  const char* name;         // when argv[0] is missing: "ovrell"
   const char* title;        // the version line's first word: "Ovrell"
   const char* notice;       // what the version line says after the number
   const char* usage;        // the help's first line after "Usage: PROGRAM "
@@ -32,7 +31,7 @@ class CommandLine {
       const boost::program_options::options_description& shown,
       const boost::program_options::positional_options_description& positional) const;
 
-  // argv[0], or the program's name.
+  // argv[0], or the name given to beginRun.
   const std::string& program() const { return program_; }
 
   // Ends the process with `message`, a line end and the "try" line.

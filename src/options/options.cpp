@@ -15,7 +15,7 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-const ProgramText kProgramText{"ovrell", "Ovrell", "compares equal-length binary files bit by bit",
+const ProgramText kProgramText{"Ovrell", "compares equal-length binary files bit by bit",
                                "[options] <list of attributes>", ""};
 
 const char kFormatHelp[] =

@@ -9,7 +9,7 @@ namespace po = boost::program_options;
 namespace {
 
 const ProgramText kProgramText{
-    "ovrell-report", "Ovrell-report", "which bits of equal-length binary files encode an attribute",
+    "Ovrell-report", "which bits of equal-length binary files encode an attribute",
     "-p PROJECT [options] [ATTRIBUTE ...]",
     "Which bits of the project's files tell the groups of each attribute apart.\n"
     "With no attribute named, every attribute of the project file is reported.\n"};
