@@ -91,7 +91,6 @@ std::vector<unsigned char> ScratchFile::readAll() const {
 
 void ScratchFile::clear() {
   size_ = 0;
-  if (fd_ >= 0 && ::ftruncate(fd_, 0) != 0) {
-    // Keeping the space is harmless; the file goes with its owner.
-  }
+  // Space that cannot be given back is harmless: the file goes with its owner.
+  if (fd_ >= 0) static_cast<void>(::ftruncate(fd_, 0));
 }
