@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "base/fatal.h"
-#include "base/version.h"
+#include "options/command_line.h"
 #include "options/option_values.h"
 
 namespace po = boost::program_options;
@@ -15,7 +15,8 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-const char kVersionNotice[] = "compares equal-length binary files bit by bit";
+const ProgramText kProgramText{"Ovrell", "compares equal-length binary files bit by bit",
+                               "[options] <list of attributes>", ""};
 
 const char kFormatHelp[] =
     "format options specifies how commonalites are displayed:\n"
@@ -111,21 +112,6 @@ void describeOptions(Options& o, std::string& memLimitText, std::string& chunkSi
   table.positional.add("attributes", -1);
 }
 
-po::variables_map parseOrExit(int argc, char** argv, const OptionTable& table,
-                              const std::string& program) {
-  std::vector<std::string> arguments;
-  for (int i = 1; i < argc; ++i) arguments.push_back(argv[i]);
-  po::variables_map map;
-  try {
-    po::store(
-        po::command_line_parser(arguments).options(table.parsed).positional(table.positional).run(),
-        map);
-  } catch (const po::error& error) {
-    fatal(error.what(), "\n", "try `", program, " -h' for more information.\n");
-  }
-  return map;
-}
-
 void applySwitches(const po::variables_map& map, Options& o) {
   if (map.count("quadratic")) o.linear = false;
   // The switch stores false, its default: a file with an empty value never joins a group.
@@ -169,30 +155,19 @@ void checkProjectFile(const std::string& name) {
 Options::Options(int argc, char** argv) { parseCommandLine(argc, argv); }
 
 void Options::parseCommandLine(int argc, char** argv) {
-  const std::string program = (argc > 0 && argv[0] != nullptr) ? argv[0] : "ovrell";
+  const CommandLine commandLine(argc, argv, kProgramText);
+  const std::string& program = commandLine.program();
   std::string memLimitText;
   std::string chunkSizeText;
   OptionTable table;
   describeOptions(*this, memLimitText, chunkSizeText, table);
-  po::variables_map map = parseOrExit(argc, argv, table, program);
-  po::notify(map);
-
-  if (map.count("help") || argc <= 1) {
-    std::cout << "Usage: " << program << " [options] <list of attributes>" << std::endl
-              << table.shown;
-    exitProcess(0);
-  }
-  if (map.count("version")) {
-    std::cout << "Ovrell - version " << kVersionMajor << "." << kVersionMinor << "."
-              << kVersionPatch << ", " << kVersionNotice << std::endl;
-    exitProcess(0);
-  }
+  const po::variables_map map = commandLine.parse(table.parsed, table.shown, table.positional);
   applySwitches(map, *this);
   convertValues(memLimitText, chunkSizeText, *this);
 
   requireProjectFileOption(program, projectFile);
   if (attributes.empty())
-    warn("Warning - no attribute specified, outputting common bits ", "for all files.\n");
+    warn("Warning - no attribute specified, outputting common bits for all files.\n");
   checkProjectFile(projectFile);
   checkResultPath(comFile, "Commonalities file ", " does not exist or is not regular file.");
   checkResultPath(disFile, "Dissimilarities file ", " exists and is not regular file.");

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/scratch_file.h"
 #include "engine/position_queue.h"
 #include "engine/single_list.h"
-#include "engine/temporary_file.h"
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "the masks' words are read a byte at a time in memory order");

@@ -1,14 +1,10 @@
 #include "report/record_file.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <string>
 
-#include "base/output.h"
-#include "engine/temporary_file.h"
+#include "base/fatal.h"
+#include "base/scratch_file.h"
 
 namespace {
 
@@ -35,18 +31,9 @@ std::uint64_t getVarint(const std::vector<unsigned char>& in, std::size_t& at) {
 
 }  // namespace
 
-RecordFile::~RecordFile() {
-  if (fd_ >= 0) ::close(fd_);
-}
-
 void RecordFile::endChunk(std::uint64_t records) {
   if (pending_.empty()) return;
-  if (fd_ < 0) {
-    const std::string dir = temporaryDirectory();
-    fd_ = unlinkedTemporaryFile(dir);
-    if (fd_ < 0) failRun("cannot make a temporary file in ", dir, ": ", std::strerror(errno));
-  }
-  writeTemporary(fd_, pending_.data(), pending_.size(), starts_.back());
+  scratch_.append(pending_.data(), pending_.size());
   starts_.push_back(starts_.back() + pending_.size());
   recordsBefore_.push_back(recordsBefore_.back() + records);
   pending_.clear();
@@ -60,7 +47,7 @@ std::size_t RecordFile::chunkOf(std::uint64_t index) const {
 
 void RecordFile::load(std::size_t k, std::vector<unsigned char>& into) const {
   into.resize(starts_[k + 1] - starts_[k]);
-  readTemporary(fd_, into.data(), into.size(), starts_[k]);
+  scratch_.readAt(into.data(), into.size(), starts_[k]);
 }
 
 // A chunk is a list of runs, highest first: the first run's highest offset
