@@ -3,24 +3,11 @@
 #include <algorithm>
 
 #include "base/scratch_file.h"
+#include "base/varint.h"
 
 namespace {
 
 constexpr std::uint64_t kGapTop = 15, kLengthTop = 7;
-
-void putVarint(std::vector<unsigned char>& chunk, std::uint64_t value) {
-  for (; value >= 0x80; value >>= 7) chunk.push_back(static_cast<unsigned char>(value | 0x80));
-  chunk.push_back(static_cast<unsigned char>(value));
-}
-
-std::uint64_t getVarint(const std::vector<unsigned char>& chunk, std::size_t& at) {
-  std::uint64_t value = 0;
-  for (unsigned shift = 0;; shift += 7) {
-    const unsigned char byte = chunk[at++];
-    value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
-    if (byte < 0x80) return value;
-  }
-}
 
 }  // namespace
 

@@ -5,24 +5,11 @@
 
 #include "base/fatal.h"
 #include "base/scratch_file.h"
+#include "base/varint.h"
 
 namespace {
 
 constexpr std::size_t kLongestRun = 4096;  // bytes; longer runs are cut
-
-void putVarint(std::vector<unsigned char>& out, std::uint64_t value) {
-  for (; value >= 0x80; value >>= 7) out.push_back(static_cast<unsigned char>(value | 0x80));
-  out.push_back(static_cast<unsigned char>(value));
-}
-
-std::uint64_t getVarint(const std::vector<unsigned char>& in, std::size_t& at) {
-  std::uint64_t value = 0;
-  for (unsigned shift = 0;; shift += 7) {
-    const unsigned char byte = in[at++];
-    value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
-    if (byte < 0x80) return value;
-  }
-}
 
 // A chunk that does not decode to the records it was written with.
 [[noreturn]] void corrupt() {
