@@ -75,18 +75,15 @@ void describeOptions(Options& o, std::string& memLimitText, std::string& chunkSi
   task.add_options()
       ("project-file,p", text(&o.projectFile), "project file - must be specified")
       ("project-prefix,r", text(&o.projectPrefix),
-       "prefix for the files specified in project file - useful if you moved project file "
-       "into the different directory.")
+       "prefix for the files specified in project file - useful if you moved project file into the different directory.")
       ("com-file,c", text(&o.comFile),
        "commonalites output file - if not given, output is written to standard output")
       ("dis-file,d", text(&o.disFile),
        "dissimilarities output file - if not given, dissimilarities are not calculated")
       ("mem-limit,m", text(&memLimitText),
-       "limit of dynamic memory - if given program will try not to allocate  more memory than "
-       "specified in bytes.'MB', 'KB' and 'GB' can be added as suffix.")
+       "limit of dynamic memory - if given program will try not to allocate  more memory than specified in bytes.'MB', 'KB' and 'GB' can be added as suffix.")
       ("exclude,x",
-       "exclude bytes that are the same in all files - it sets corresponding bit to 0 in "
-       "commonalities output.")
+       "exclude bytes that are the same in all files - it sets corresponding bit to 0 in commonalities output.")
       ("quadratic,q",
        "use quadratic instead of linear algorithm for dissimilarities(e.g. for testing).")
       ("include-empty-values,i",
@@ -97,8 +94,7 @@ void describeOptions(Options& o, std::string& memLimitText, std::string& chunkSi
       ("format,f", po::value<output_opt>(&o.format)->default_value(kHexadecimal), kFormatHelp)
       ("no-space,n", "do not put space between bytes (in ascii format no space is added)")
       ("switch-endianness,e", text(&chunkSizeText),
-       "size of chunks in bytes in which input bytes that should be reordered. Possible values "
-       "are 1(no reordering), 2,4 and 8 bytes. Can be used to switch endianness.")
+       "size of chunks in bytes in which input bytes that should be reordered. Possible values are 1(no reordering), 2,4 and 8 bytes. Can be used to switch endianness.")
       ("inverse-byte-order,b", "inverse bytes in the input for each byte.");
 
   po::options_description hidden("Hidden options");

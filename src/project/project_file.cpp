@@ -12,9 +12,9 @@ namespace {
 }
 
 [[noreturn]] void fieldCountError(unsigned long lineNumber) {
-  fatal("Error while parsing the line no:", lineNumber,
-        ". Number of attribute values does not correspond to number of attributes "
-        "defined in header. To specify empty attribute use ''. \n");
+  fatal(
+      "Error while parsing the line no:", lineNumber,
+      ". Number of attribute values does not correspond to number of attributes defined in header. To specify empty attribute use ''. \n");
 }
 
 // A data path joined under the base directory; a leading '/' of the field

@@ -33,10 +33,8 @@ void describe(Options& o, ReportOptions& r, std::string& memLimitText, std::stri
       ("switch-endianness,e", text(&chunkText),
        "reverse the input bytes in chunks of 1 (no reordering), 2, 4 or 8 bytes")
       ("inverse-byte-order,b", "inverse the bits of each input byte")
-      ("json", text(&r.jsonFile), "write the whole report as JSON to this file ('-': standard "
-       "output, instead of the table)")
-      ("html", text(&r.htmlFile), "write the picture of the files as one HTML file ('-': "
-       "standard output, instead of the table)")
+      ("json", text(&r.jsonFile), "write the whole report as JSON to this file ('-': standard output, instead of the table)")
+      ("html", text(&r.htmlFile), "write the picture of the files as one HTML file ('-': standard output, instead of the table)")
       ("bits", "list each region's fields in the table")
       ("limit", po::value<std::string>(&limitText)->default_value("50"),
        "rows of a table before it is cut (0: no limit)");
