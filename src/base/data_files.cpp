@@ -11,23 +11,13 @@
 
 #include "base/fatal.h"
 #include "base/output.h"
+#include "base/scratch_file.h"
 
 namespace {
 
 // Descriptors asked for beyond one per data file, when the hard limit
 // allows: the reserve, and room for many result files at once.
 constexpr std::uint64_t kHeadroom = 256;
-
-// Reads all `size` bytes at `offset`, or returns false.
-bool readAll(int fd, unsigned char* to, std::uint64_t size, std::uint64_t offset) {
-  while (size > 0) {
-    const ssize_t got = ::pread(fd, to, size, static_cast<off_t>(offset));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return false;
-    to += got, size -= static_cast<std::uint64_t>(got), offset += static_cast<std::uint64_t>(got);
-  }
-  return true;
-}
 
 }  // namespace
 
@@ -111,14 +101,14 @@ bool DataFiles::readWhole(std::size_t i, void* to, std::uint64_t size, std::uint
   if (!file.seen) return false;
   auto* bytes = static_cast<unsigned char*>(to);
   if (file.fd >= 0) {
-    const bool whole = readAll(file.fd, bytes, size, offset);
+    const bool whole = readExactly(file.fd, bytes, size, offset) == 0;
     change = changeOf(i, file.fd);
     return whole && change.empty();
   }
   const std::lock_guard<std::mutex> lock(openingAgain_);
   const int fd = openAgain(i, change);
   if (fd < 0) return false;
-  const bool whole = readAll(fd, bytes, size, offset);
+  const bool whole = readExactly(fd, bytes, size, offset) == 0;
   change = changeOf(i, fd);
   ::close(fd);
   return whole && change.empty();

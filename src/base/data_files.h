@@ -16,7 +16,7 @@
 // thread's methods end the run: with "Error reading file 'PATH'." (as a
 // stream writes the path), with no clean-up, when the file could not be
 // opened at the checks, cannot be opened again or a read fails; through
-// failRun (base/output.h), with its clean-up, with "the data file 'NAME'
+// failRun (base/fatal.h), with its clean-up, with "the data file 'NAME'
 // changed during the run (WHAT)" when it is no longer the file first seen.
 // A change that shows neither in the length nor in the modification time
 // (the time set back by hand) is not seen.

@@ -1,40 +1,17 @@
 #include "driver/result_paths.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
-#include <cstring>
 
 #include "base/fatal.h"
-#include "base/file_identity.h"
+#include "base/result_files.h"
 #include "engine/budget.h"
 #include "engine/partial_results.h"
 #include "output/result_file_name.h"
 
 namespace fs = boost::filesystem;
-
-namespace {
-
-// A file as the guard compares it: its role, its name as the user gave it,
-// and its identity.
-struct Identity {
-  const char* role;
-  std::string name;
-  FileIdentity file;
-};
-
-Identity identityOf(const char* role, const std::string& name) {
-  return Identity{role, name, fileIdentity(name)};
-}
-
-bool sameFile(const Identity& a, const Identity& b) { return ::sameFile(a.file, b.file); }
-
-}  // namespace
 
 std::vector<ResultPath> resultPathsOf(const Options& options) {
   std::vector<ResultPath> paths;
@@ -51,39 +28,11 @@ std::vector<ResultPath> resultPathsOf(const Options& options) {
 
 void refuseCollisions(const Options& options, const std::vector<fs::path>& files,
                       const std::vector<ResultPath>& results) {
-  std::vector<Identity> inputs{identityOf("project file", options.projectFile)};
-  for (const fs::path& file : files) inputs.push_back(identityOf("data file", file.string()));
-  if (!options.disFile.empty())
-    inputs.push_back(identityOf("partial results file", kPartialResultsFile));
-
-  std::vector<Identity> outputs;
-  for (const ResultPath& result : results) outputs.push_back(identityOf(result.role, result.name));
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
-    for (const Identity& input : inputs)
-      if (sameFile(outputs[i], input))
-        fatal("ovrell: the ", outputs[i].role, " '", outputs[i].name, "' is the ", input.role, " '",
-              input.name, "'; nothing was deleted or written\n");
-    for (std::size_t j = 0; j < i; ++j)
-      if (sameFile(outputs[i], outputs[j]))
-        fatal("ovrell: the ", outputs[i].role, " '", outputs[i].name, "' and the ", outputs[j].role,
-              " '", outputs[j].name, "' are the same file; nothing was deleted or written\n");
-  }
-}
-
-void clearOldResult(const ResultPath& result) {
-  const char* name = result.name.c_str();
-  struct stat link {
-  }, target{};
-  if (::lstat(name, &link) != 0) return;
-  const bool followed = ::stat(name, &target) == 0;
-  if (S_ISLNK(link.st_mode) && !(followed && S_ISREG(target.st_mode))) return;
-  if (!S_ISLNK(link.st_mode) && !S_ISREG(link.st_mode)) return;
-  const int fd = S_ISLNK(link.st_mode) ? ::open(name, O_WRONLY | O_TRUNC | O_CLOEXEC) : -1;
-  if (fd >= 0) ::close(fd);
-  const bool cleared = S_ISLNK(link.st_mode) ? fd >= 0 : std::remove(name) == 0 || errno == ENOENT;
-  if (!cleared)
-    fatal("ovrell: cannot delete the old ", result.role, " '", result.name,
-          "': ", std::strerror(errno), "; nothing was written\n");
+  OutputGuard guard;
+  guard.addInput("project file", options.projectFile);
+  for (const fs::path& file : files) guard.addInput("data file", file.string());
+  if (!options.disFile.empty()) guard.addInput("partial results file", kPartialResultsFile);
+  for (const ResultPath& result : results) guard.addOutput(result.role, result.name);
 }
 
 void refuseEndlessReadBack(const Options& options, const std::vector<fs::path>& files) {
@@ -110,7 +59,7 @@ void refuseEndlessReadBack(const Options& options, const std::vector<fs::path>& 
   const std::uint64_t divisor = 2ULL * n + 8ULL * width + 1;
   const std::uint64_t limit =
       std::min<std::uint64_t>(fixedCost + divisor * (fileSize / 8 * 8 + 1) - 1, UINT32_MAX);
-  fatal("ovrell: files of ", fileSize, " bytes in one block of ", blockSize,
-        " bytes: the commonalities would be read back without end; use -m ", limit,
-        " or less; nothing was deleted or written\n");
+  fatalNamed("files of ", fileSize, " bytes in one block of ", blockSize,
+             " bytes: the commonalities would be read back without end; use -m ", limit,
+             " or less; nothing was deleted or written");
 }

@@ -29,16 +29,9 @@ struct ResultPath {
 std::vector<ResultPath> resultPathsOf(const Options& options);
 
 // Ends the process with a message naming both files when a result path is
-// the same file as an input or as another result path.
+// the same file as an input or as another result path (base/result_files.h).
 void refuseCollisions(const Options& options, const std::vector<boost::filesystem::path>& files,
                       const std::vector<ResultPath>& results);
-
-// Clears an old result before the run writes it, ending the process with a
-// message naming the file and the reason when it cannot: a regular file is
-// deleted; the target of a symbolic link is emptied (the link stays); a
-// device, pipe or other file that is not regular, or a name that is not
-// there, is left as it is.
-void clearOldResult(const ResultPath& result);
 
 // Ends the process, before anything is deleted, when reading back the
 // partial results of a dissimilarity run would go on without end (files

@@ -11,6 +11,7 @@
 
 #include "base/fatal.h"
 #include "base/output.h"
+#include "base/scratch_file.h"
 
 void appendPartialResult(const unsigned char* data, std::uint64_t size, const char* fileName) {
   ResultFile out;
@@ -21,12 +22,7 @@ void appendPartialResult(const unsigned char* data, std::uint64_t size, const ch
 void readPartialResult(unsigned char* piece, std::uint64_t length, std::int32_t offset) {
   const int fd = ::open(kPartialResultsFile, O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
   if (fd < 0) return;
-  for (std::uint64_t done = 0, at = offset < 0 ? 0 : offset; done < length;) {
-    const ssize_t got = ::pread(fd, piece + done, length - done, static_cast<off_t>(at + done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) break;
-    done += static_cast<std::uint64_t>(got);
-  }
+  static_cast<void>(readExactly(fd, piece, length, offset < 0 ? 0 : offset));
   ::close(fd);
 }
 
@@ -34,16 +30,16 @@ void removeStalePartialResults() { std::remove(kStalePartialResultsFile); }
 
 void removePartialResults() {
   if (std::remove(kPartialResultsFile) != 0 && errno != ENOENT)
-    fatal("ovrell: cannot remove the partial results file '", kPartialResultsFile,
-          "': ", std::strerror(errno), "\n");
+    fatalNamed("cannot remove the partial results file '", kPartialResultsFile,
+               "': ", std::strerror(errno));
 }
 
 void refuseForeignPartialResults() {
   struct stat status {};
   if (::lstat(kPartialResultsFile, &status) != 0 || S_ISLNK(status.st_mode)) return;
   if (status.st_uid != ::geteuid())
-    fatal("ovrell: the partial results file '", kPartialResultsFile,
-          "' belongs to another user; nothing was deleted or written\n");
+    fatalNamed("the partial results file '", kPartialResultsFile,
+               "' belongs to another user; nothing was deleted or written");
 }
 
 void lockWorkingDirectory() {
@@ -52,8 +48,8 @@ void lockWorkingDirectory() {
   directory = ::open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (directory < 0 || ::flock(directory, LOCK_EX | LOCK_NB) == 0) return;
   warn(
-      "ovrell: another run is using the partial results file of this directory; waiting for it "
-      "to end\n");
+      programName(),
+      ": another run is using the partial results file of this directory; waiting for it to end\n");
   while (::flock(directory, LOCK_EX) != 0 && errno == EINTR) {
   }
 }

@@ -11,7 +11,7 @@
 // The file is never opened through a symbolic link: a link at its name is a
 // file that cannot be opened. It is created with mode 0600. A record that
 // cannot be appended, or read back, is lost without a message; a record
-// whose write fails ends the run (base/output.h).
+// whose write fails ends the run (base/fatal.h).
 #ifndef OVRELL_ENGINE_PARTIAL_RESULTS_H_
 #define OVRELL_ENGINE_PARTIAL_RESULTS_H_
 

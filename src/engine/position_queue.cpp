@@ -1,43 +1,18 @@
 #include "engine/position_queue.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <string>
 
-#include "base/output.h"
-#include "engine/temporary_file.h"
+#include "base/scratch_file.h"
+#include "base/varint.h"
 
 namespace {
 
 constexpr std::uint64_t kGapTop = 15, kLengthTop = 7;
 
-void putVarint(std::vector<unsigned char>& chunk, std::uint64_t value) {
-  for (; value >= 0x80; value >>= 7) chunk.push_back(static_cast<unsigned char>(value | 0x80));
-  chunk.push_back(static_cast<unsigned char>(value));
-}
-
-std::uint64_t getVarint(const std::vector<unsigned char>& chunk, std::size_t& at) {
-  std::uint64_t value = 0;
-  for (unsigned shift = 0;; shift += 7) {
-    const unsigned char byte = chunk[at++];
-    value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
-    if (byte < 0x80) return value;
-  }
-}
-
 }  // namespace
 
 PositionQueue::PositionQueue(std::size_t memoryBytes, std::size_t chunkBytes)
     : memoryBytes_(memoryBytes), chunkBytes_(chunkBytes) {}
-
-PositionQueue::~PositionQueue() {
-  if (spillFd_ >= 0) ::close(spillFd_);
-}
 
 void PositionQueue::push(std::uint64_t position) {
   ++size_;
@@ -79,13 +54,9 @@ void PositionQueue::encode(const Stretch& stretch) {
 // Moves the oldest chunks in memory, except the one being written, to the
 // end of the temporary file.
 void PositionQueue::spill() {
-  const std::string dir = temporaryDirectory();
-  if (spillFd_ < 0) spillFd_ = unlinkedTemporaryFile(dir);
-  if (spillFd_ < 0) failRun("cannot make a temporary file in ", dir, ": ", std::strerror(errno));
   while (chunkMemory_ > memoryBytes_ / 2 && chunks_.size() > 1) {
     Chunk& oldest = chunks_.front();
-    writeTemporary(spillFd_, oldest.data(), oldest.size(), spillWrite_);
-    spillWrite_ += oldest.size();
+    spill_.append(oldest.data(), oldest.size());
     spilled_.push_back(oldest.size());
     chunkMemory_ -= oldest.size();
     chunks_.pop_front();
@@ -94,14 +65,12 @@ void PositionQueue::spill() {
 
 void PositionQueue::unspill(Chunk& into) {
   into.resize(spilled_.front());
-  readTemporary(spillFd_, into.data(), into.size(), spillRead_);
+  spill_.readAt(into.data(), into.size(), spillRead_);
   spillRead_ += into.size();
   spilled_.pop_front();
   if (spilled_.empty()) {  // all read back: the file can start over
-    spillRead_ = spillWrite_ = 0;
-    if (::ftruncate(spillFd_, 0) != 0) {
-      // Keeping the space is harmless; the file goes with the queue.
-    }
+    spillRead_ = 0;
+    spill_.clear();
   }
 }
 

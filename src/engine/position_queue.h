@@ -6,11 +6,11 @@
 // everywhere), so the queue keeps its memory bounded whatever its length:
 // runs of consecutive positions are stored as one stretch, stretches are
 // coded as variable-length gaps and lengths in chunks, and when the chunks
-// in memory pass `memoryBytes` the older ones move to a temporary file that
-// is unlinked as soon as it is made (so nothing is ever left behind). Only
+// in memory pass `memoryBytes` the older ones move to a scratch file
+// (base/scratch_file.h: unlinked, so nothing is ever left behind). Only
 // the chunk being read at the front and the one being written at the back
-// stay in memory. A temporary file that cannot be made or written ends the
-// run (see base/output.h). The queue is owned by the dissimilarity pass, one
+// stay in memory. A scratch file that cannot be made or written ends the
+// run. The queue is owned by the dissimilarity pass, one
 // per attribute.
 #ifndef OVRELL_ENGINE_POSITION_QUEUE_H_
 #define OVRELL_ENGINE_POSITION_QUEUE_H_
@@ -20,12 +20,14 @@
 #include <deque>
 #include <vector>
 
+#include "base/scratch_file.h"
+
 class PositionQueue {
  public:
   static constexpr std::size_t kDefaultMemory = 4u << 20;
 
-  explicit PositionQueue(std::size_t memoryBytes = kDefaultMemory, std::size_t chunkBytes = 1 << 16);
-  ~PositionQueue();
+  explicit PositionQueue(std::size_t memoryBytes = kDefaultMemory,
+                         std::size_t chunkBytes = 1 << 16);
   PositionQueue(const PositionQueue&) = delete;
   PositionQueue& operator=(const PositionQueue&) = delete;
 
@@ -59,8 +61,8 @@ class PositionQueue {
   std::size_t readAt_ = 0;
   std::uint64_t readLow_ = 0, writeLow_ = 0;
   std::deque<std::size_t> spilled_;  // sizes of the chunks in the file, oldest first
-  std::uint64_t spillRead_ = 0, spillWrite_ = 0;
-  int spillFd_ = -1;
+  std::uint64_t spillRead_ = 0;      // where the oldest chunk of the file starts
+  ScratchFile spill_;
   std::deque<Chunk> chunks_;
   std::size_t chunkMemory_ = 0;
 };

@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "base/fatal.h"
-#include "base/version.h"
+#include "options/command_line.h"
 #include "options/option_values.h"
 
 namespace po = boost::program_options;
@@ -15,7 +15,8 @@ namespace fs = boost::filesystem;
 
 namespace {
 
-const char kVersionNotice[] = "compares equal-length binary files bit by bit";
+const ProgramText kProgramText{"Ovrell", "compares equal-length binary files bit by bit",
+                               "[options] <list of attributes>", ""};
 
 const char kFormatHelp[] =
     "format options specifies how commonalites are displayed:\n"
@@ -74,18 +75,15 @@ void describeOptions(Options& o, std::string& memLimitText, std::string& chunkSi
   task.add_options()
       ("project-file,p", text(&o.projectFile), "project file - must be specified")
       ("project-prefix,r", text(&o.projectPrefix),
-       "prefix for the files specified in project file - useful if you moved project file "
-       "into the different directory.")
+       "prefix for the files specified in project file - useful if you moved project file into the different directory.")
       ("com-file,c", text(&o.comFile),
        "commonalites output file - if not given, output is written to standard output")
       ("dis-file,d", text(&o.disFile),
        "dissimilarities output file - if not given, dissimilarities are not calculated")
       ("mem-limit,m", text(&memLimitText),
-       "limit of dynamic memory - if given program will try not to allocate  more memory than "
-       "specified in bytes.'MB', 'KB' and 'GB' can be added as suffix.")
+       "limit of dynamic memory - if given program will try not to allocate  more memory than specified in bytes.'MB', 'KB' and 'GB' can be added as suffix.")
       ("exclude,x",
-       "exclude bytes that are the same in all files - it sets corresponding bit to 0 in "
-       "commonalities output.")
+       "exclude bytes that are the same in all files - it sets corresponding bit to 0 in commonalities output.")
       ("quadratic,q",
        "use quadratic instead of linear algorithm for dissimilarities(e.g. for testing).")
       ("include-empty-values,i",
@@ -96,8 +94,7 @@ void describeOptions(Options& o, std::string& memLimitText, std::string& chunkSi
       ("format,f", po::value<output_opt>(&o.format)->default_value(kHexadecimal), kFormatHelp)
       ("no-space,n", "do not put space between bytes (in ascii format no space is added)")
       ("switch-endianness,e", text(&chunkSizeText),
-       "size of chunks in bytes in which input bytes that should be reordered. Possible values "
-       "are 1(no reordering), 2,4 and 8 bytes. Can be used to switch endianness.")
+       "size of chunks in bytes in which input bytes that should be reordered. Possible values are 1(no reordering), 2,4 and 8 bytes. Can be used to switch endianness.")
       ("inverse-byte-order,b", "inverse bytes in the input for each byte.");
 
   po::options_description hidden("Hidden options");
@@ -109,21 +106,6 @@ void describeOptions(Options& o, std::string& memLimitText, std::string& chunkSi
   table.parsed.add(generic).add(task).add(hidden).add(formatting);
   table.shown.add(generic).add(task).add(formatting);
   table.positional.add("attributes", -1);
-}
-
-po::variables_map parseOrExit(int argc, char** argv, const OptionTable& table,
-                              const std::string& program) {
-  std::vector<std::string> arguments;
-  for (int i = 1; i < argc; ++i) arguments.push_back(argv[i]);
-  po::variables_map map;
-  try {
-    po::store(
-        po::command_line_parser(arguments).options(table.parsed).positional(table.positional).run(),
-        map);
-  } catch (const po::error& error) {
-    fatal(error.what(), "\n", "try `", program, " -h' for more information.\n");
-  }
-  return map;
 }
 
 void applySwitches(const po::variables_map& map, Options& o) {
@@ -169,30 +151,19 @@ void checkProjectFile(const std::string& name) {
 Options::Options(int argc, char** argv) { parseCommandLine(argc, argv); }
 
 void Options::parseCommandLine(int argc, char** argv) {
-  const std::string program = (argc > 0 && argv[0] != nullptr) ? argv[0] : "ovrell";
+  const CommandLine commandLine(argc, argv, kProgramText);
+  const std::string& program = commandLine.program();
   std::string memLimitText;
   std::string chunkSizeText;
   OptionTable table;
   describeOptions(*this, memLimitText, chunkSizeText, table);
-  po::variables_map map = parseOrExit(argc, argv, table, program);
-  po::notify(map);
-
-  if (map.count("help") || argc <= 1) {
-    std::cout << "Usage: " << program << " [options] <list of attributes>" << std::endl
-              << table.shown;
-    exitProcess(0);
-  }
-  if (map.count("version")) {
-    std::cout << "Ovrell - version " << kVersionMajor << "." << kVersionMinor << "."
-              << kVersionPatch << ", " << kVersionNotice << std::endl;
-    exitProcess(0);
-  }
+  const po::variables_map map = commandLine.parse(table.parsed, table.shown, table.positional);
   applySwitches(map, *this);
   convertValues(memLimitText, chunkSizeText, *this);
 
   requireProjectFileOption(program, projectFile);
   if (attributes.empty())
-    warn("Warning - no attribute specified, outputting common bits ", "for all files.\n");
+    warn("Warning - no attribute specified, outputting common bits for all files.\n");
   checkProjectFile(projectFile);
   checkResultPath(comFile, "Commonalities file ", " does not exist or is not regular file.");
   checkResultPath(disFile, "Dissimilarities file ", " exists and is not regular file.");

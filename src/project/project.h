@@ -1,12 +1,11 @@
-// One project: the data files, their attribute index, and the driver that
-// runs one whole analysis over them. Reading the project file is done here,
-// in project/; `run` is the driver's (driver/project.cpp).
+// One project as every program reads it: the data files, their attribute
+// index, and the header's attribute names and the data lines' file names as
+// the project file spells them. The file is read once, by
+// `parseProjectFile`; what a program then does with the project is its own
+// (ovrell: driver/run_project.h; the report: report/report_run.h).
 //
-// `run` reads the project file, adds the synthetic all-files attribute when
-// no attribute was named, deletes old result files, checks the attribute
-// names and runs the analysis. Every error ends the process inside the step
-// that finds it. The Project owns `files` and the whole index; the Options
-// record must outlive it.
+// Every error ends the process inside the step that finds it. The Project
+// owns `files` and the whole index; the Options record must outlive it.
 #ifndef OVRELL_PROJECT_PROJECT_H_
 #define OVRELL_PROJECT_PROJECT_H_
 
@@ -24,10 +23,9 @@ class Project {
   Project(const Project&) = delete;
   Project& operator=(const Project&) = delete;
 
-  void run();
-
-  // Reads the project file named in the options into `files` and
-  // `attributeIndex` (both must be empty). Ends the process on any error.
+  // Reads the project file named in the options into `files`,
+  // `attributeIndex`, `attributeNames` and `fileNames` (all must be empty).
+  // Ends the process on any error.
   void parseProjectFile();
   // Ends the process unless every named attribute is a project-file column.
   void checkAttributes();
@@ -44,6 +42,8 @@ class Project {
   Options& options;
   std::vector<boost::filesystem::path> files;
   AttributeIndex attributeIndex;
+  std::vector<std::string> attributeNames;  // the header's fields after the first, in order
+  std::vector<std::string> fileNames;       // each data line's first field, as spelled
 };
 
 #endif  // OVRELL_PROJECT_PROJECT_H_

@@ -12,9 +12,9 @@ namespace {
 }
 
 [[noreturn]] void fieldCountError(unsigned long lineNumber) {
-  fatal("Error while parsing the line no:", lineNumber,
-        ". Number of attribute values does not correspond to number of attributes "
-        "defined in header. To specify empty attribute use ''. \n");
+  fatal(
+      "Error while parsing the line no:", lineNumber,
+      ". Number of attribute values does not correspond to number of attributes defined in header. To specify empty attribute use ''. \n");
 }
 
 // A data path joined under the base directory; a leading '/' of the field
@@ -55,8 +55,7 @@ void Project::parseProjectFile() {
       break;
     }
   }
-  if (headerWidth <= 1)
-    warn("Project file must contain at least one attribute name.\n");
+  if (headerWidth <= 1) warn("Project file must contain at least one attribute name.\n");
 
   std::vector<ValueGroups*> columns;  // the groups of header fields 2 ... n
   for (std::size_t k = 1; k < headerWidth; ++k) {
@@ -67,6 +66,7 @@ void Project::parseProjectFile() {
     ValueGroups* groups = new ValueGroups;
     attributeIndex[name] = groups;
     columns.push_back(groups);
+    attributeNames.push_back(name);
   }
 
   while (in.good()) {
@@ -74,6 +74,7 @@ void Project::parseProjectFile() {
     if (fields.empty()) continue;
     if (fields.size() != headerWidth) fieldCountError(lineNumber);
     files.emplace_back(joinPath(base, fields[0]));
+    fileNames.push_back(fields[0]);
     const auto index = static_cast<std::uint32_t>(files.size() - 1);
     for (std::size_t k = 1; k < headerWidth; ++k) {
       const std::string& value = fields[k];

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/scratch_file.h"
 #include "engine/commonalities.h"
 #include "engine/linear_dissimilarities.h"
 #include "engine/stretches.h"
-#include "engine/temporary_file.h"
 
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__,
               "the masks' words are read a byte at a time in memory order");

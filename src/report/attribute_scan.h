@@ -12,7 +12,7 @@
 // finder into the stretch records. The findings read the groups' bytes back
 // through the scan's FileBytes, so the scan must outlive them, and it makes
 // the temporary files keep a reserve of free space
-// (engine/temporary_file.h). Every attribute starts afresh (its own
+// (base/scratch_file.h). Every attribute starts afresh (its own
 // lists, queue and full block size), so its findings are those of a run
 // that names it alone.
 #ifndef OVRELL_REPORT_ATTRIBUTE_SCAN_H_

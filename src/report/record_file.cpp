@@ -1,32 +1,15 @@
 #include "report/record_file.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <string>
 
-#include "base/output.h"
-#include "engine/temporary_file.h"
+#include "base/fatal.h"
+#include "base/scratch_file.h"
+#include "base/varint.h"
 
 namespace {
 
 constexpr std::size_t kLongestRun = 4096;  // bytes; longer runs are cut
-
-void putVarint(std::vector<unsigned char>& out, std::uint64_t value) {
-  for (; value >= 0x80; value >>= 7) out.push_back(static_cast<unsigned char>(value | 0x80));
-  out.push_back(static_cast<unsigned char>(value));
-}
-
-std::uint64_t getVarint(const std::vector<unsigned char>& in, std::size_t& at) {
-  std::uint64_t value = 0;
-  for (unsigned shift = 0;; shift += 7) {
-    const unsigned char byte = in[at++];
-    value |= static_cast<std::uint64_t>(byte & 0x7F) << shift;
-    if (byte < 0x80) return value;
-  }
-}
 
 // A chunk that does not decode to the records it was written with.
 [[noreturn]] void corrupt() {
@@ -35,18 +18,9 @@ std::uint64_t getVarint(const std::vector<unsigned char>& in, std::size_t& at) {
 
 }  // namespace
 
-RecordFile::~RecordFile() {
-  if (fd_ >= 0) ::close(fd_);
-}
-
 void RecordFile::endChunk(std::uint64_t records) {
   if (pending_.empty()) return;
-  if (fd_ < 0) {
-    const std::string dir = temporaryDirectory();
-    fd_ = unlinkedTemporaryFile(dir);
-    if (fd_ < 0) failRun("cannot make a temporary file in ", dir, ": ", std::strerror(errno));
-  }
-  writeTemporary(fd_, pending_.data(), pending_.size(), starts_.back());
+  scratch_.append(pending_.data(), pending_.size());
   starts_.push_back(starts_.back() + pending_.size());
   recordsBefore_.push_back(recordsBefore_.back() + records);
   pending_.clear();
@@ -60,7 +34,7 @@ std::size_t RecordFile::chunkOf(std::uint64_t index) const {
 
 void RecordFile::load(std::size_t k, std::vector<unsigned char>& into) const {
   into.resize(starts_[k + 1] - starts_[k]);
-  readTemporary(fd_, into.data(), into.size(), starts_[k]);
+  scratch_.readAt(into.data(), into.size(), starts_[k]);
 }
 
 // A chunk is a list of runs, highest first: the first run's highest offset

@@ -3,7 +3,7 @@
 //
 // The report finds informative bytes and stretches from the end of the files
 // to their start and writes them out from the start: there can be billions,
-// so they go to unlinked temporary files (engine/temporary_file.h) as they
+// so they go to unlinked scratch files (base/scratch_file.h) as they
 // come, in chunks of about kChunkBytes that each decode on their own, and
 // are read back a chunk at a time, last chunk first. Memory: the chunk being
 // filled, one decoded chunk and an index of 16 bytes per chunk.
@@ -22,7 +22,7 @@
 //
 // Appends come in strictly descending order; reads go by ascending position
 // (0: the lowest), cheap when they go forward. A temporary file that cannot
-// be made, written or read ends the run (base/output.h).
+// be made, written or read ends the run (base/fatal.h).
 #ifndef OVRELL_REPORT_RECORD_FILE_H_
 #define OVRELL_REPORT_RECORD_FILE_H_
 
@@ -30,15 +30,12 @@
 #include <cstdint>
 #include <vector>
 
+#include "base/scratch_file.h"
+
 // Chunks of bytes in one temporary file, with the number of records in each.
 class RecordFile {
  public:
   static constexpr std::size_t kChunkBytes = 1 << 16;
-
-  RecordFile() = default;
-  ~RecordFile();
-  RecordFile(const RecordFile&) = delete;
-  RecordFile& operator=(const RecordFile&) = delete;
 
   // The chunk being filled: the coder appends to it, then ends it.
   std::vector<unsigned char>& pending() { return pending_; }
@@ -57,7 +54,7 @@ class RecordFile {
  private:
   std::vector<unsigned char> pending_;
   std::vector<std::uint64_t> starts_{0}, recordsBefore_{0};
-  int fd_ = -1;
+  ScratchFile scratch_;
 };
 
 class ByteRecords {

@@ -1,16 +1,18 @@
 #include "report/report_options.h"
 
 #include <boost/program_options.hpp>
-#include <iostream>
 
-#include "base/fatal.h"
-#include "base/version.h"
+#include "options/command_line.h"
 
 namespace po = boost::program_options;
 
 namespace {
 
-const char kVersionNotice[] = "which bits of equal-length binary files encode an attribute";
+const ProgramText kProgramText{
+    "Ovrell-report", "which bits of equal-length binary files encode an attribute",
+    "-p PROJECT [options] [ATTRIBUTE ...]",
+    "Which bits of the project's files tell the groups of each attribute apart.\n"
+    "With no attribute named, every attribute of the project file is reported.\n"};
 
 po::typed_value<std::string>* text(std::string* target) {
   return po::value<std::string>(target)->default_value(std::string(), "");
@@ -31,10 +33,8 @@ void describe(Options& o, ReportOptions& r, std::string& memLimitText, std::stri
       ("switch-endianness,e", text(&chunkText),
        "reverse the input bytes in chunks of 1 (no reordering), 2, 4 or 8 bytes")
       ("inverse-byte-order,b", "inverse the bits of each input byte")
-      ("json", text(&r.jsonFile), "write the whole report as JSON to this file ('-': standard "
-       "output, instead of the table)")
-      ("html", text(&r.htmlFile), "write the picture of the files as one HTML file ('-': "
-       "standard output, instead of the table)")
+      ("json", text(&r.jsonFile), "write the whole report as JSON to this file ('-': standard output, instead of the table)")
+      ("html", text(&r.htmlFile), "write the picture of the files as one HTML file ('-': standard output, instead of the table)")
       ("bits", "list each region's fields in the table")
       ("limit", po::value<std::string>(&limitText)->default_value("50"),
        "rows of a table before it is cut (0: no limit)");
@@ -48,41 +48,21 @@ void describe(Options& o, ReportOptions& r, std::string& memLimitText, std::stri
 }  // namespace
 
 void parseReportCommandLine(int argc, char** argv, Options& options, ReportOptions& report) {
-  const std::string program = (argc > 0 && argv[0] != nullptr) ? argv[0] : "ovrell-report";
+  const CommandLine commandLine(argc, argv, kProgramText);
   std::string memLimitText, chunkText, limitText;
   po::options_description shown(" Options"), parsed;
   describe(options, report, memLimitText, chunkText, limitText, shown, parsed);
   po::positional_options_description positional;
   positional.add("attributes", -1);
-
-  po::variables_map map;
-  try {
-    std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    po::store(po::command_line_parser(arguments).options(parsed).positional(positional).run(), map);
-    po::notify(map);
-  } catch (const po::error& error) {
-    fatal(error.what(), "\n", "try `", program, " -h' for more information.\n");
-  }
-  if (map.count("help") || argc <= 1) {
-    std::cout << "Usage: " << program << " -p PROJECT [options] [ATTRIBUTE ...]\n"
-              << "Which bits of the project's files tell the groups of each attribute apart.\n"
-              << "With no attribute named, every attribute of the project file is reported.\n"
-              << shown;
-    exitProcess(0);
-  }
-  if (map.count("version")) {
-    std::cout << "Ovrell-report - version " << kVersion << ", " << kVersionNotice << std::endl;
-    exitProcess(0);
-  }
+  const po::variables_map map = commandLine.parse(parsed, shown, positional);
   if (limitText.empty() || limitText.size() > 18 ||
       limitText.find_first_not_of("0123456789") != std::string::npos)
-    fatal("the argument ('", limitText, "') for option '--limit' is invalid\n", "try `", program,
-          " -h' for more information.\n");
+    commandLine.refuse("the argument ('" + limitText + "') for option '--limit' is invalid");
   report.limit = std::stoull(limitText);
   if (map.count("inverse-byte-order")) options.inverseByteOrder = true;
   report.bits = map.count("bits") != 0;
   options.exclude = true;
   convertValues(memLimitText, chunkText, options);
-  requireProjectFileOption(program, options.projectFile);
+  requireProjectFileOption(commandLine.program(), options.projectFile);
   checkProjectFile(options.projectFile);
 }

@@ -4,38 +4,18 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <fstream>
 #include <iostream>
 
 #include "base/fatal.h"
-#include "base/file_identity.h"
 #include "base/output.h"
 #include "base/replaced_outputs.h"
+#include "base/result_files.h"
 #include "engine/ovrell.h"
 #include "project/project.h"
 #include "report/attribute_scan.h"
 #include "report/report_writer.h"
 
 namespace {
-
-// The header's attribute names and the first column of every data line, as
-// the project file spells them. Called after the project was read, so every
-// line tokenizes.
-void readProjectColumns(const std::string& projectFile, std::vector<std::string>& attributes,
-                        std::vector<std::string>& fileNames) {
-  std::ifstream in(projectFile);
-  std::string line;
-  std::vector<std::string> fields;
-  bool header = true;
-  while (std::getline(in, line)) {
-    if (Project::tokenizeLine(line, fields) != nullptr || fields.empty()) continue;
-    if (header)
-      attributes.assign(fields.begin() + 1, fields.end());
-    else
-      fileNames.push_back(fields[0]);
-    header = false;
-  }
-}
 
 std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
   std::vector<ReportGroup> groups;
@@ -49,18 +29,15 @@ std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
 // the other result file, before anything is deleted.
 void refuseOverwritingInputs(const Options& options, const FileList& files,
                              const ReportOptions& report) {
-  std::vector<std::pair<std::string, std::string>> inputs{{"project file", options.projectFile}};
-  for (const auto& file : files) inputs.emplace_back("data file", file.string());
+  OutputGuard guard;
+  guard.addInput("project file", options.projectFile);
+  for (const auto& file : files) guard.addInput("data file", file.string());
   const std::pair<std::string, std::string> results[] = {{"JSON file", report.jsonFile},
                                                          {"HTML file", report.htmlFile}};
-  for (const auto& result : results) {
-    if (result.second.empty() || result.second == "-") continue;
-    const FileIdentity identity = fileIdentity(result.second);
-    for (const auto& input : inputs)
-      if (sameFile(identity, fileIdentity(input.second)))
-        fatal("ovrell-report: the ", result.first, " '", result.second, "' is the ", input.first,
-              " '", input.second, "'; nothing was deleted or written\n");
-    inputs.push_back(result);
+  for (const auto& [role, name] : results) {
+    if (name.empty() || name == "-") continue;
+    guard.addOutput(role, name);
+    guard.addInput(role, name);
   }
 }
 
@@ -71,10 +48,8 @@ bool colourWanted() { return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") 
 void runReport(Options& options, const ReportOptions& report) {
   Project project(options);
   project.parseProjectFile();
-  ReportRun run{0, {}};
-  std::vector<std::string> header;
-  readProjectColumns(options.projectFile, header, run.fileNames);
-  if (options.attributes.empty()) options.attributes = header;
+  ReportRun run{0, project.fileNames};
+  if (options.attributes.empty()) options.attributes = project.attributeNames;
   project.checkAttributes();
   Ovrell engine(options);
   DataFiles files(project.files);

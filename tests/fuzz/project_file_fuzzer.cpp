@@ -18,9 +18,11 @@ std::string work;  // the private directory, with a subdirectory "sub"
 std::stringbuf errors, discarded;
 using Index = std::map<std::string, std::map<std::string, std::vector<std::uint32_t>>>;
 
-// The reader and the driver on `text`: messages, joined paths and index; false: the run ends.
+// The reader and the driver on `text`: messages, joined paths, index, the attribute names and
+// the file names as spelled; false: the run ends.
 bool model(const std::string& text, const std::string& base, bool empty, const char* const* named,
-           std::string& out, std::vector<std::string>& files, Index& index) {
+           std::string& out, std::vector<std::string>& files, Index& index,
+           std::vector<std::string>& names, std::vector<std::string>& spelled) {
   std::istringstream in(text);
   std::vector<std::string> lines, header, fields;
   for (std::string line; std::getline(in, line);) lines.push_back(line);
@@ -37,6 +39,7 @@ bool model(const std::string& text, const std::string& base, bool empty, const c
     if (header[k].empty()) return fail(0, "Attribute name must not be empty");
     if (index.count(header[k])) return fail(0, "Two attributes must not have the same name. ");
     index[header[k]];
+    names.push_back(header[k]);
   }
   for (const char* error; n < lines.size(); ++n) {
     if ((error = Project::tokenizeLine(lines[n], fields)))
@@ -47,6 +50,7 @@ bool model(const std::string& text, const std::string& base, bool empty, const c
                   ". Number of attribute values does not correspond to number of attributes"
                   " defined in header. To specify empty attribute use ''. ");
     const std::string& f = fields[0];
+    spelled.push_back(f);
     files.push_back(
         f.empty() || base.empty() || base.back() == '/' || f[0] == '/' ? base + f : base + "/" + f);
     for (std::size_t k = 1; k < fields.size(); ++k)
@@ -103,10 +107,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::ofstream(options.projectFile, std::ios::binary) << text;
   std::string out,
       base = options.projectPrefix.empty() ? paths[data[0] & 3][1] : options.projectPrefix;
-  std::vector<std::string> files, joined;
+  std::vector<std::string> files, joined, names, spelled;
   Index index, read;
-  const bool ok =
-      model(text, base, options.includeEmptyValues, named[data[0] >> 4 & 7], out, files, index);
+  const bool ok = model(text, base, options.includeEmptyValues, named[data[0] >> 4 & 7], out, files,
+                        index, names, spelled);
   errors.str("");
   Project project(options);
   int status = 0;
@@ -124,5 +128,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   check(status == !ok && errors.str() == out, "the messages or the status differ");
   check(joined == files && read == index, "the paths or the index differ");
+  check(project.attributeNames == names && project.fileNames == spelled,
+        "the names as spelled differ");
   return 0;
 }

@@ -145,6 +145,29 @@ TEST(Report, JsonOfNamesThatAreNotPlainText) {
 
 // The mistakes both programs can be given: the same message and status. The
 // data files are a.bin and b.bin (one byte each) unless a case adds others.
+// The report's own lines of the shared command line: help (also with no
+// argument), version and its own option's error with the "try" line.
+TEST(Report, HelpVersionAndItsOwnOptionError) {
+  const Sandbox sb;
+  const std::string usage =
+      "Usage: prog -p PROJECT [options] [ATTRIBUTE ...]\n"
+      "Which bits of the project's files tell the groups of each attribute apart.\n"
+      "With no attribute named, every attribute of the project file is reported.\n"
+      " Options:\n  -h [ --help ] ";
+  for (const auto& args : {std::vector<std::string>{}, std::vector<std::string>{"-h", "-v"}}) {
+    const Outcome help = run(sb, REPORT_BINARY, args);
+    EXPECT_EQ(help.out.substr(0, usage.size()) + std::to_string(help.status), usage + "0");
+  }
+  const Outcome version = run(sb, REPORT_BINARY, {"-v", "--limit", "x"});
+  EXPECT_EQ(version.out,
+            "Ovrell-report - version 1.1.1, which bits of equal-length binary files "
+            "encode an attribute\n");
+  const Outcome limit = run(sb, REPORT_BINARY, {"--limit", "1x", "-p", "none.txt"});
+  EXPECT_EQ(limit.err + std::to_string(limit.status),
+            "the argument ('1x') for option '--limit' is invalid\n"
+            "try `prog -h' for more information.\n1");
+}
+
 TEST(Report, SharedMistakesGiveOvrellsMessages) {
   struct Case {
     std::string project;

@@ -1,21 +1,19 @@
-// Project::run and Project::addAllFilesAttribute; contracts in
-// project/project.h.
-#include "project/project.h"
+#include "driver/run_project.h"
 
-#include "base/output.h"
+#include "base/fatal.h"
+#include "base/result_files.h"
 #include "driver/result_paths.h"
 #include "engine/ovrell.h"
 #include "engine/partial_results.h"
 #include "output/result_sinks.h"
+#include "project/project.h"
 
-Project::Project(Options& options) : options(options) {}
-
-Project::~Project() { freeAttributeIndex(attributeIndex); }
-
-void Project::run() {
+void runProject(Options& options) {
+  Project project(options);
   Ovrell engine(options);
-  parseProjectFile();
-  if (options.attributes.empty()) addAllFilesAttribute();
+  project.parseProjectFile();
+  if (options.attributes.empty()) project.addAllFilesAttribute();
+  const std::vector<boost::filesystem::path>& files = project.files;
 
   const std::vector<ResultPath> results = resultPathsOf(options);
   refuseCollisions(options, files, results);
@@ -36,27 +34,15 @@ void Project::run() {
   // appended to it.
   std::vector<std::string> written;
   for (const ResultPath& result : results) {
-    if (result.deleted) clearOldResult(result);
+    if (result.deleted) clearOldResult(result.role, result.name);
     if (result.written) written.push_back(result.name);
   }
   registerResultFiles(written, options.disFile.empty() ? "" : kPartialResultsFile);
   installSignalCleanup();
 
-  checkAttributes();
+  project.checkAttributes();
   CommonalitiesOutput masks(options);
   DissimilaritiesOutput stretches(options);
-  engine.runAnalysis(files, attributeIndex, masks, options.disFile.empty() ? nullptr : &stretches);
-}
-
-void Project::addAllFilesAttribute() {
-  ValueGroups* groups = new ValueGroups;
-  std::string name = "_id";
-  for (unsigned long counter = 0; attributeIndex[name] != nullptr; ++counter)
-    name = "_id" + std::to_string(counter);
-  attributeIndex[name] = groups;
-
-  FileIndexList* all = new FileIndexList;
-  (*groups)["s"] = all;
-  for (std::size_t i = 0; i < files.size(); ++i) all->push_back(static_cast<std::uint32_t>(i));
-  options.attributes.push_back(name);
+  engine.runAnalysis(files, project.attributeIndex, masks,
+                     options.disFile.empty() ? nullptr : &stretches);
 }
