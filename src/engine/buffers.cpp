@@ -69,7 +69,7 @@ namespace {
 
 [[noreturn]] void outOfMemory(std::uint32_t memLimit) {
   fatal("Too little memory available - we need at least ", memLimit,
-        " bytes of dynamic memory. Try decreasing memory ", "usage using option '-m'\n");
+        " bytes of dynamic memory. Try decreasing memory usage using option '-m'\n");
 }
 
 }  // namespace

@@ -12,8 +12,7 @@
 #include "engine/budget.h"
 
 void wrongValueWidth() {
-  fatal("Something is wrong - calculated value for bits ", "to addres bits in file is not correct.",
-        "\n");
+  fatal("Something is wrong - calculated value for bits to addres bits in file is not correct.\n");
 }
 
 void brokenLinkage() {

@@ -46,11 +46,11 @@ void Ovrell::runAnalysis(const FileList& paths, AttributeIndex& attributeIndex, 
 std::uint64_t Ovrell::computeBlockSize(std::uint64_t fileCount, std::uint64_t fileSize,
                                        unsigned& valueWidth, bool dissimilarities) {
   if (dissimilarities && fileSize > kLargestFileSize)
-    fatal("Program is not able to parse files larger than 2^61 ", "bytes.\n");
+    fatal("Program is not able to parse files larger than 2^61 bytes.\n");
   valueWidth = valueWidthFor(dissimilarities, fileSize);
   const std::uint32_t raw = rawBlockSize(options.memLimit, static_cast<std::uint32_t>(fileCount),
                                          valueWidth, options.linear);
   if (raw <= 7)
-    fatal("Too many files to process. Try to increase memory limit using", " '-m' option\n");
+    fatal("Too many files to process. Try to increase memory limit using '-m' option\n");
   return blockSizeFor(raw, fileSize);
 }
