@@ -4,8 +4,9 @@
 #   tools/setup.sh example   install what is missing, build, and print the
 #                            report, commonalities and dissimilarities of
 #                            the shipped example data set
-#   tools/setup.sh test      install what is missing, build, and run the
-#                            whole test suite twice: on the release build
+#   tools/setup.sh test      install what is missing, build with warnings
+#                            as errors, check the sources' format, and run
+#                            the whole test suite twice: on the release build
 #                            (build/), where it also checks the man page,
 #                            the bash completion, cmake --install and the
 #                            Debian package, and on a build with
@@ -46,6 +47,8 @@ packages=(
 if [[ $mode == test ]]; then
   # The sanitizer build and the fuzz targets are built with clang.
   packages+=(clang libclang-rt-dev)
+  # The format check (tools/check_format.sh).
+  packages+=(clang-format)
   # The installation tests: the man page (groff, man-db), the bash
   # completion, and the Debian package (dpkg-dev and file for CPack's
   # dependency list, lintian to check it).
@@ -87,6 +90,8 @@ case "$mode" in
     done
     ;;
   test)
+    echo "==> checking the format: tools/check_format.sh"
+    tools/check_format.sh
     echo "==> testing: ctest --test-dir build --output-on-failure -j2"
     ctest --test-dir build --output-on-failure -j2
 
