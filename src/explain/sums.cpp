@@ -30,32 +30,45 @@ std::uint32_t sumModulus(SumKind kind) {
   }
 }
 
-std::uint64_t computeSum(const SumParams& p, const unsigned char* data, std::size_t size) {
-  const std::uint64_t modulus = sumModulus(p.kind);
-  std::uint64_t a = p.kind == SumKind::kAdler32 ? 1 : 0, b = 0;
-  for (std::size_t i = 0; i < size; i += p.unit) {
-    const std::uint32_t word = readWord(data + i, size - i, p.unit, p.bigEndian);
-    if (p.kind == SumKind::kXor) {
-      a ^= word;
-    } else if (modulus == 0) {
-      a += word;
+SumAccumulator::SumAccumulator(const SumParams& params)
+    : params_(params),
+      modulus_(sumModulus(params.kind)),
+      a_(params.kind == SumKind::kAdler32 ? 1 : 0) {}
+
+void SumAccumulator::feed(const unsigned char* data, std::size_t size) {
+  for (std::size_t i = 0; i < size; i += params_.unit) {
+    const std::uint32_t word = readWord(data + i, size - i, params_.unit, params_.bigEndian);
+    if (params_.kind == SumKind::kXor) {
+      a_ ^= word;
+    } else if (modulus_ == 0) {
+      a_ += word;
     } else {
-      a = (a + word) % modulus;
-      b = (b + a) % modulus;
+      a_ = (a_ + word) % modulus_;
+      b_ = (b_ + a_) % modulus_;
     }
   }
-  switch (p.kind) {
+}
+
+std::uint64_t SumAccumulator::value() const {
+  switch (params_.kind) {
     case SumKind::kAdler32:
     case SumKind::kFletcher32:
-      return b << 16 | a;
+      return b_ << 16 | a_;
     case SumKind::kFletcher16:
-      return b << 8 | a;
+      return b_ << 8 | a_;
     default:
       break;
   }
-  if (p.complement == Complement::kTwos) a = 0 - a;
-  if (p.complement == Complement::kOnes) a = ~a;
-  return a & widthMask(p.width);
+  std::uint64_t a = a_;
+  if (params_.complement == Complement::kTwos) a = 0 - a;
+  if (params_.complement == Complement::kOnes) a = ~a;
+  return a & widthMask(params_.width);
+}
+
+std::uint64_t computeSum(const SumParams& params, const unsigned char* data, std::size_t size) {
+  SumAccumulator sum(params);
+  sum.feed(data, size);
+  return sum.value();
 }
 
 const char* sumAlgorithm(SumKind kind) {

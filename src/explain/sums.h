@@ -30,6 +30,18 @@ std::uint32_t readWord(const unsigned char* data, std::size_t available, unsigne
                        bool bigEndian);
 std::uint64_t computeSum(const SumParams& params, const unsigned char* data, std::size_t size);
 
+// The same checksum fed in pieces. REQUIRES: every piece but the last a whole number of words.
+class SumAccumulator {
+ public:
+  explicit SumAccumulator(const SumParams& params);
+  void feed(const unsigned char* data, std::size_t size);
+  std::uint64_t value() const;
+
+ private:
+  SumParams params_;
+  std::uint64_t modulus_, a_, b_ = 0;
+};
+
 // The modulus of the running sums of Adler-32 and Fletcher (0 for plain sums and XOR).
 std::uint32_t sumModulus(SumKind kind);
 // A short English name: "Adler-32", "sum of u16le words, two's complement", ...
