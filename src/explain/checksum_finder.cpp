@@ -59,15 +59,55 @@ struct Engine {
   std::unique_ptr<Crc> crc;
   std::uint64_t modulus = 0;  // of the running sums
   std::unordered_map<Key, std::vector<Target>, KeyHash> targets;
-  std::vector<bool> filter = std::vector<bool>(1 << 16);
+  std::vector<bool> filter = std::vector<bool>(1 << 20);
+  std::vector<bool> firstFilter = std::vector<bool>(1 << 20);  // on the first pair's value
   std::array<std::uint64_t, kMaxPairs> a{}, b{};
+  std::uint64_t synced = 0;  // CRCs: where the registers of the other pairs stand
+  // CRCs: the register's advance over 2^i zero bytes, as the images of its bits.
+  std::vector<std::vector<std::uint64_t>> zeroPowers;
 
+  // What the first filter holds: the first sum of the first pair for Adler-32 and Fletcher, the
+  // first two pairs' registers for 8-bit CRCs, the first pair's for the others.
+  std::uint64_t prefilter(const Key& key) const {
+    if (kind == EngineKind::kRunning) return key[0] & widthMask(width / 2);
+    return width == 8 ? key[0] | key[1] << 8 : key[0];
+  }
+  static std::size_t firstIndex(std::uint64_t value) {
+    return (value * 0x9e3779b97f4a7c15ULL) >> 44;
+  }
   void add(const Key& key, Target target) {
-    filter[KeyHash()(key) >> 48] = true;
+    filter[KeyHash()(key) >> 44] = true;
+    firstFilter[firstIndex(prefilter(key))] = true;
     targets[key].push_back(target);
   }
+  void makeZeroPowers() {
+    std::vector<std::uint64_t> power(width);
+    for (unsigned j = 0; j < width; ++j) power[j] = crc->step(std::uint64_t{1} << j, 0);
+    for (int level = 0; level < 48; ++level) {
+      zeroPowers.push_back(power);
+      std::vector<std::uint64_t> next(width);
+      for (unsigned j = 0; j < width; ++j) next[j] = advance(level, power[j]);
+      power = std::move(next);
+    }
+  }
+  std::uint64_t advance(int level, std::uint64_t reg) const {
+    std::uint64_t out = 0;
+    for (const std::uint64_t column : zeroPowers[level]) {
+      if (reg & 1) out ^= column;
+      reg >>= 1;
+    }
+    return out;
+  }
+  // The other pairs' registers moved over the zero bytes up to `to`.
+  void sync(std::uint64_t to, std::size_t pairs) {
+    for (int level = 0; to > synced; ++level)
+      if ((to - synced) >> level & 1) {
+        for (std::size_t k = 1; k < pairs; ++k) a[k] = advance(level, a[k]);
+        synced += std::uint64_t{1} << level;
+      }
+  }
   const std::vector<Target>* find(const Key& key) const {
-    if (!filter[KeyHash()(key) >> 48]) return nullptr;
+    if (!filter[KeyHash()(key) >> 44]) return nullptr;
     const auto it = targets.find(key);
     return it == targets.end() ? nullptr : &it->second;
   }
@@ -100,6 +140,9 @@ class Finder {
   void addTargets(Engine& engine);
   std::vector<std::uint64_t> starts() const;
   void scan(std::uint64_t s);
+  void scanCrc(Engine& e, std::uint64_t s, std::uint64_t from, std::size_t count);
+  void scanSum(Engine& e, std::uint64_t s, std::uint64_t from, std::size_t count);
+  void lookup(Engine& e, std::uint64_t s, std::uint64_t b);
   void readRaw(std::uint64_t from, std::size_t count);
   std::uint64_t stretchStart(std::uint64_t s) const;
   std::uint64_t nextChanging(std::uint64_t b) const;
@@ -120,6 +163,7 @@ class Finder {
   std::vector<bool> done_;  // fields explained already
   std::vector<Engine> engines_;
   std::array<std::vector<unsigned char>, kMaxPairs + 1> raw_;
+  std::vector<std::pair<std::size_t, std::size_t>> segments_;  // the chunk's changing bytes
   std::set<std::tuple<std::size_t, std::size_t, std::uint64_t>> hits_;
   std::map<unsigned, double> tried_;  // candidate comparisons per width
   std::uint64_t startsTried_ = 0;
@@ -156,6 +200,7 @@ void Finder::buildEngines() {
       e.base.isCrc = true;
       e.base.crc = CrcParams{width, shape.poly, 0, shape.refin, shape.refin, 0};
       e.crc = std::make_unique<Crc>(e.base.crc);
+      e.makeZeroPowers();
       engines_.push_back(std::move(e));
     }
     if (width == 64) continue;
@@ -274,9 +319,11 @@ void Finder::readRaw(std::uint64_t from, std::size_t count) {
     std::copy(buffer.end() - 4, buffer.end(), buffer.begin());
     std::fill(buffer.begin() + 4, buffer.end(), 0);
   }
+  segments_.clear();
   for (const ByteRun& r : runs_) {
     const std::uint64_t lo = std::max(r.first, from), hi = std::min(r.last + 1, from + count);
     if (lo >= hi) continue;
+    segments_.push_back({lo - from, hi - from});
     for (std::size_t k = 0; k <= pairs_; ++k)
       source_.read(k, lo, hi - lo, raw_[k].data() + 4 + (lo - from));
   }
@@ -295,65 +342,133 @@ std::vector<std::uint64_t> Finder::starts() const {
 }
 
 void Finder::scan(std::uint64_t s) {
-  for (Engine& e : engines_) e.a = e.b = {};
+  for (Engine& e : engines_) {
+    e.a = e.b = {};
+    e.synced = s;
+  }
   for (auto& buffer : raw_) std::fill(buffer.begin(), buffer.end(), 0);
   const std::uint64_t length = source_.length();
   for (std::uint64_t from = s; from < length; from += kChunk) {
     const std::size_t count = std::min<std::uint64_t>(kChunk, length - from);
     readRaw(from, count);
     for (Engine& e : engines_) {
-      const unsigned unit = e.base.sum.unit, phase = e.base.phase;
-      double& tried = tried_[e.width];
-      for (std::size_t i = 0; i < count; ++i) {
-        const std::uint64_t b = from + i + 1;
-        bool check = true;
-        if (e.kind == EngineKind::kCrc) {
-          for (std::size_t k = 0; k < pairs_; ++k)
-            e.a[k] = e.crc->step(e.a[k], raw_[0][4 + i] ^ raw_[k + 1][4 + i]);
-          tried += 2;
-        } else {
-          if ((b + unit - phase) % unit != 0) continue;
-          bool changed = false;
-          for (std::size_t k = 0; k < pairs_; ++k) {
-            const std::size_t at = 4 + i + 1 - unit;
-            const std::uint64_t w0 = readWord(&raw_[0][at], unit, unit, e.base.sum.bigEndian);
-            const std::uint64_t wk = readWord(&raw_[k + 1][at], unit, unit, e.base.sum.bigEndian);
-            changed |= w0 != wk;
-            if (e.kind == EngineKind::kSum) {
-              e.a[k] += wk - w0;
-            } else if (e.kind == EngineKind::kXor) {
-              e.a[k] ^= wk ^ w0;
-            } else {
-              e.a[k] = (e.a[k] + modDiff(wk, w0, e.modulus)) % e.modulus;
-              e.b[k] = (e.b[k] + e.a[k]) % e.modulus;
-            }
-          }
-          check = changed || e.kind == EngineKind::kRunning;
-          tried += e.kind == EngineKind::kSum ? 6 : 2;
-        }
-        if (!check) continue;
-        Key key{};
-        for (std::size_t k = 0; k < pairs_; ++k)
-          key[k] = e.kind == EngineKind::kRunning ? e.b[k] << (e.width / 2) | e.a[k]
-                                                  : e.a[k] & widthMask(e.width);
-        const std::vector<Target>* targets = e.find(key);
-        if (!targets) continue;
-        for (const Target& t : *targets) {
-          const Field& f = fields_[t.field];
-          if (done_[t.field]) continue;
-          const bool valid = t.candidate.around ? s <= f.pos && b >= f.pos + f.size
-                                                : b <= f.pos || s >= f.pos + f.size;
-          const int variant = t.candidate.crc.refout + 2 * int(t.candidate.sum.complement) +
-                              8 * t.candidate.around;
-          if (!valid || !hits_.insert({t.field, (&e - engines_.data()) * 16 + variant, s}).second)
-            continue;
-          if (t.candidate.isCrc)
-            fitCrc(t, s, b);
-          else
-            fitSum(t, s, b);
-        }
+      if (e.kind == EngineKind::kCrc)
+        scanCrc(e, s, from, count);
+      else
+        scanSum(e, s, from, count);
+    }
+  }
+}
+
+// Every end is looked up. Between changing bytes the first pair's register alone steps; the
+// others catch up over the zero bytes when it matches some field (wide CRCs only: a narrow
+// register matches too often for that to pay).
+void Finder::scanCrc(Engine& e, std::uint64_t s, std::uint64_t from, std::size_t count) {
+  const bool lazy = e.width >= 16;
+  std::size_t i = 0;
+  tried_[e.width] += 2.0 * count;
+  for (std::size_t seg = 0; seg <= segments_.size(); ++seg) {
+    const std::size_t x = seg < segments_.size() ? segments_[seg].first : count;
+    const std::size_t y = seg < segments_.size() ? segments_[seg].second : count;
+    for (; i < x; ++i) {
+      const std::uint64_t b = from + i + 1;
+      e.a[0] = e.crc->step(e.a[0], 0);
+      if (!lazy) {
+        for (std::size_t k = 1; k < pairs_; ++k) e.a[k] = e.crc->step(e.a[k], 0);
+        e.synced = b;
+      }
+      if (!e.firstFilter[Engine::firstIndex(e.prefilter(e.a))]) continue;
+      e.sync(b, pairs_);
+      lookup(e, s, b);
+    }
+    e.sync(from + i, pairs_);
+    for (; i < y; ++i) {
+      for (std::size_t k = 0; k < pairs_; ++k)
+        e.a[k] = e.crc->step(e.a[k], raw_[0][4 + i] ^ raw_[k + 1][4 + i]);
+      e.synced = from + i + 1;
+      if (e.firstFilter[Engine::firstIndex(e.prefilter(e.a))]) lookup(e, s, from + i + 1);
+    }
+  }
+}
+
+// Sums change only at words that differ: those ends are looked up. Adler-32 and Fletcher add
+// their first sum to the second at every word: between differing words that is done at once,
+// unless the first sum matches some field's.
+void Finder::scanSum(Engine& e, std::uint64_t s, std::uint64_t from, std::size_t count) {
+  const unsigned unit = e.base.sum.unit, phase = e.base.phase;
+  const bool running = e.kind == EngineKind::kRunning;
+  const std::uint64_t m = e.modulus;
+  const auto firstBoundary = [&](std::uint64_t after) {  // the first word end > after
+    return after + 1 + (phase + 2 * unit - (after + 1) % unit) % unit;
+  };
+  const auto skipTo = [&](std::uint64_t last, std::uint64_t next) {  // words (last, next) unchanged
+    const std::uint64_t words = next > last + unit ? (next - last) / unit - 1 : 0;
+    if (!running || words == 0) return;
+    if (e.firstFilter[Engine::firstIndex(e.a[0])]) {
+      for (std::uint64_t b = last + unit; b < next; b += unit) {
+        for (std::size_t k = 0; k < pairs_; ++k) e.b[k] = (e.b[k] + e.a[k]) % m;
+        lookup(e, s, b);
+      }
+      return;
+    }
+    for (std::size_t k = 0; k < pairs_; ++k) e.b[k] = (e.b[k] + words % m * e.a[k]) % m;
+  };
+  std::uint64_t last = firstBoundary(from) - unit;  // the last word end handled
+  const auto handle = [&](std::uint64_t b) {
+    skipTo(last, b);
+    last = b;
+    bool changed = false;
+    for (std::size_t k = 0; k < pairs_; ++k) {
+      const std::size_t at = 4 + (b - from) - unit;
+      const std::uint64_t w0 = readWord(&raw_[0][at], unit, unit, e.base.sum.bigEndian);
+      const std::uint64_t wk = readWord(&raw_[k + 1][at], unit, unit, e.base.sum.bigEndian);
+      changed |= w0 != wk;
+      if (e.kind == EngineKind::kSum) {
+        e.a[k] += wk - w0;
+      } else if (e.kind == EngineKind::kXor) {
+        e.a[k] ^= wk ^ w0;
+      } else {
+        e.a[k] = (e.a[k] + modDiff(wk, w0, m)) % m;
+        e.b[k] = (e.b[k] + e.a[k]) % m;
       }
     }
+    if (changed || running) lookup(e, s, b);
+  };
+  tried_[e.width] += (e.kind == EngineKind::kSum ? 6.0 : 2.0) * count / unit;
+  // Words ending in this chunk that start in the one before, then those holding changing bytes.
+  for (std::uint64_t b = firstBoundary(from); b < from + unit && b <= from + count; b += unit)
+    handle(b);
+  for (const auto& [x, y] : segments_)
+    for (std::uint64_t b = std::max(firstBoundary(from + x), last + unit);
+         b < from + y + unit && b <= from + count; b += unit)
+      handle(b);
+  const std::uint64_t end = firstBoundary(from + count) - unit;  // the last word end in the chunk
+  if (end > last) {
+    skipTo(last, end + unit);
+    last = end;
+  }
+}
+
+void Finder::lookup(Engine& e, std::uint64_t s, std::uint64_t b) {
+  Key key{};
+  for (std::size_t k = 0; k < pairs_; ++k)
+    key[k] = e.kind == EngineKind::kRunning ? e.b[k] << (e.width / 2) | e.a[k]
+                                            : e.a[k] & widthMask(e.width);
+  const std::vector<Target>* targets = e.find(key);
+  if (!targets) return;
+  for (const Target& t : *targets) {
+    const Field& f = fields_[t.field];
+    if (done_[t.field]) continue;
+    const bool valid = t.candidate.around ? s <= f.pos && b >= f.pos + f.size
+                                          : b <= f.pos || s >= f.pos + f.size;
+    const int variant =
+        t.candidate.crc.refout + 2 * int(t.candidate.sum.complement) + 8 * t.candidate.around;
+    if (!valid || !hits_.insert({t.field, (&e - engines_.data()) * 16 + variant, s}).second)
+      continue;
+    if (t.candidate.isCrc)
+      fitCrc(t, s, b);
+    else
+      fitSum(t, s, b);
   }
 }
 
@@ -566,12 +681,13 @@ void Finder::freePolynomials() {
 }
 
 // Which of two explanations to keep when they cannot both be the format's: named CRCs, then
-// CRCs with the initial values formats use, then sums with their field after their range, before
-// it, around it; the shorter range first.
+// CRCs with the initial values formats use, then wider fields, then sums with their field after
+// their range, before it, around it; the shorter range first.
 auto rank(const ChecksumField& f) {
   const bool usualInit = !f.isCrc || f.crc.init == 0 || f.crc.init == widthMask(f.crc.width);
   const int placement = f.fieldAsZeros ? 2 : f.coversLast < f.firstByte ? 0 : 1;
-  return std::tuple{!f.isCrc, f.name == nullptr, !usualInit, placement,
+  return std::tuple{!f.isCrc, f.name == nullptr, !usualInit,
+                    -static_cast<std::int64_t>(f.lastByte - f.firstByte), placement,
                     f.coversLast - f.coversFirst};
 }
 

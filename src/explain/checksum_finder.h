@@ -58,7 +58,7 @@ struct ChecksumSearch {
 
 struct ChecksumLimits {
   double maxChance = 1e-6;
-  std::size_t maxStarts = 128;         // range starts tried
+  std::size_t maxStarts = 256;         // range starts tried
   std::uint64_t maxStretch = 1 << 20;  // bytes walked to fit a range's start
   std::uint64_t maxFreeRange = 1 << 16;  // longest range for the any-polynomial search
 };

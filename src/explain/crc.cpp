@@ -40,12 +40,6 @@ std::uint64_t Crc::registerOfInit(std::uint64_t init) const {
   return params_.refin ? reflectBits(init, params_.width) : init & mask_;
 }
 
-std::uint64_t Crc::step(std::uint64_t reg, unsigned char byte) const {
-  if (params_.refin) return (params_.width > 8 ? reg >> 8 : 0) ^ tables_[0][(reg ^ byte) & 0xff];
-  const unsigned shift = params_.width - 8;
-  return ((params_.width > 8 ? reg << 8 : 0) ^ tables_[0][((reg >> shift) ^ byte) & 0xff]) & mask_;
-}
-
 std::uint64_t Crc::unstep(std::uint64_t reg, unsigned char byte) const {
   const unsigned shift = params_.width - 8;
   if (params_.refin) {

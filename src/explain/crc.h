@@ -47,7 +47,12 @@ class Crc {
   // The inverse of registerOfInit: the initial value a register stands for.
   std::uint64_t initOfRegister(std::uint64_t reg) const { return registerOfInit(reg); }
   std::uint64_t update(std::uint64_t reg, const unsigned char* data, std::size_t size) const;
-  std::uint64_t step(std::uint64_t reg, unsigned char byte) const;
+  std::uint64_t step(std::uint64_t reg, unsigned char byte) const {
+    if (params_.refin) return (params_.width > 8 ? reg >> 8 : 0) ^ tables_[0][(reg ^ byte) & 0xff];
+    const unsigned shift = params_.width - 8;
+    return ((params_.width > 8 ? reg << 8 : 0) ^ tables_[0][((reg >> shift) ^ byte) & 0xff]) &
+           mask_;
+  }
   // The register before `byte` given the register after it.
   std::uint64_t unstep(std::uint64_t reg, unsigned char byte) const;
   std::uint64_t finish(std::uint64_t reg) const;
