@@ -5,8 +5,8 @@
 #include <cmath>
 #include <map>
 #include <memory>
-#include <tuple>
 #include <set>
+#include <tuple>
 #include <unordered_map>
 
 #include "explain/crc_solver.h"
@@ -281,11 +281,11 @@ void Finder::addTargets(Engine& e) {
       if (e.kind == EngineKind::kXor && c != Complement::kNone) continue;
       for (bool around : {false, true}) {
         for (std::size_t k = 0; k < pairs_; ++k) {
-          const std::uint64_t d =
-              e.kind == EngineKind::kXor ? v[k + 1] ^ v[0] : v[k + 1] - v[0];
+          const std::uint64_t d = e.kind == EngineKind::kXor ? v[k + 1] ^ v[0] : v[k + 1] - v[0];
           const std::uint64_t t = c == Complement::kNone ? d : 0 - d;
-          key[k] = (e.kind == EngineKind::kXor ? (around ? t ^ own[k] : t)
-                                               : (around ? t + own[k] : t)) & mask;
+          key[k] =
+              (e.kind == EngineKind::kXor ? (around ? t ^ own[k] : t) : (around ? t + own[k] : t)) &
+              mask;
         }
         Candidate cand = e.base;
         cand.sum.complement = c;
@@ -459,8 +459,8 @@ void Finder::lookup(Engine& e, std::uint64_t s, std::uint64_t b) {
   for (const Target& t : *targets) {
     const Field& f = fields_[t.field];
     if (done_[t.field]) continue;
-    const bool valid = t.candidate.around ? s <= f.pos && b >= f.pos + f.size
-                                          : b <= f.pos || s >= f.pos + f.size;
+    const bool valid =
+        t.candidate.around ? s <= f.pos && b >= f.pos + f.size : b <= f.pos || s >= f.pos + f.size;
     const int variant =
         t.candidate.crc.refout + 2 * int(t.candidate.sum.complement) + 8 * t.candidate.around;
     if (!valid || !hits_.insert({t.field, (&e - engines_.data()) * 16 + variant, s}).second)
@@ -488,8 +488,8 @@ std::uint64_t Finder::checksumOf(std::size_t file, const Candidate& c, std::uint
     const std::size_t count = std::min<std::uint64_t>(kChunk, end - at);
     source_.read(file, at, count, buffer.data());
     if (c.around)
-      for (std::uint64_t p = std::max(at, field.pos); p < std::min(at + count, field.pos + field.size);
-           ++p)
+      for (std::uint64_t p = std::max(at, field.pos);
+           p < std::min(at + count, field.pos + field.size); ++p)
         buffer[p - at] = 0;
     if (crc)
       reg = crc->update(reg, buffer.data(), count);
@@ -504,7 +504,8 @@ double Finder::candidatesFor(const Field& field) const {
   return std::max(1.0, (it == tried_.end() ? 0 : it->second) * fields_.size());
 }
 
-void Finder::accept(const Field& field, const Candidate& c, std::uint64_t first, std::uint64_t end) {
+void Finder::accept(const Field& field, const Candidate& c, std::uint64_t first,
+                    std::uint64_t end) {
   for (std::size_t file = 0; file < files_; ++file)
     if (checksumOf(file, c, first, end, field) != field.values[file]) return;
   ChecksumField found;
@@ -542,7 +543,8 @@ void Finder::fitCrc(const Target& t, std::uint64_t s, std::uint64_t b) {
   for (auto combo : {std::pair{ones, ones}, {ones, 0}, {0, 0}, {0, ones}})
     if (std::find(combos.begin(), combos.end(), combo) == combos.end()) combos.push_back(combo);
 
-  const std::uint64_t lo = std::max(stretchStart(s), s > limits_.maxStretch ? s - limits_.maxStretch : 0);
+  const std::uint64_t lo =
+      std::max(stretchStart(s), s > limits_.maxStretch ? s - limits_.maxStretch : 0);
   std::vector<unsigned char> buffer(kChunk);
   std::uint64_t widestInit = 0;
   for (std::size_t i = 0; i < combos.size(); ++i) {
@@ -571,9 +573,9 @@ void Finder::fitCrc(const Target& t, std::uint64_t s, std::uint64_t b) {
 // Zero words change no sum nor Fletcher: a range's start moved back over the zero words before it.
 std::uint64_t extendOverZeros(std::uint64_t start, std::uint64_t lo, unsigned unit,
                               const std::vector<unsigned char>& before) {
-  while (start >= lo + unit && std::all_of(before.begin() + (start - unit - lo),
-                                           before.begin() + (start - lo),
-                                           [](unsigned char x) { return x == 0; }))
+  while (start >= lo + unit &&
+         std::all_of(before.begin() + (start - unit - lo), before.begin() + (start - lo),
+                     [](unsigned char x) { return x == 0; }))
     start -= unit;
   return start;
 }
@@ -588,16 +590,20 @@ void Finder::fitSum(const Target& t, std::uint64_t s, std::uint64_t b) {
   if (aMax < lo || aMax > s) return;
   std::vector<unsigned char> before(aMax - lo);
   source_.read(0, lo, before.size(), before.data());
-  const auto wordAt = [&](const unsigned char* p) { return readWord(p, unit, unit, c.sum.bigEndian); };
+  const auto wordAt = [&](const unsigned char* p) {
+    return readWord(p, unit, unit, c.sum.bigEndian);
+  };
   if (c.sum.kind == SumKind::kAdler32 || c.sum.kind == SumKind::kFletcher16 ||
       c.sum.kind == SumKind::kFletcher32) {
     // Grow the range backwards: each word prepended adds itself to A and (length + 1) times
     // itself, plus one per byte for Adler-32, to B.
-    const std::uint64_t m = sumModulus(c.sum.kind), half = c.sum.kind == SumKind::kFletcher16 ? 8 : 16;
+    const std::uint64_t m = sumModulus(c.sum.kind),
+                        half = c.sum.kind == SumKind::kFletcher16 ? 8 : 16;
     const std::uint64_t value = checksumOf(0, c, aMax, b, f);
     std::uint64_t a = value & widthMask(half), bb = value >> half, n = (b - aMax) / unit;
     for (std::uint64_t at = aMax;; at -= unit) {
-      if ((bb << half | a) == f.values[0]) return accept(
+      if ((bb << half | a) == f.values[0])
+        return accept(
             f, c, c.sum.kind == SumKind::kAdler32 ? at : extendOverZeros(at, lo, unit, before), b);
       if (at < lo + unit) return;
       const std::uint64_t w = wordAt(&before[at - unit - lo]) % m;
@@ -632,8 +638,8 @@ void Finder::fitSum(const Target& t, std::uint64_t s, std::uint64_t b) {
     const std::uint64_t rest = isXor ? need ^ mid ^ suffix : need - mid - suffix;
     const auto it = prefix.find(rest & mask);
     if (it != prefix.end()) {
-      while (end + unit <= hi &&
-             std::all_of(&after[end - b], &after[end - b] + unit, [](unsigned char x) { return x == 0; }))
+      while (end + unit <= hi && std::all_of(&after[end - b], &after[end - b] + unit,
+                                             [](unsigned char x) { return x == 0; }))
         end += unit;
       return accept(f, c, extendOverZeros(it->second, lo, unit, before), end);
     }
@@ -686,9 +692,9 @@ void Finder::freePolynomials() {
 auto rank(const ChecksumField& f) {
   const bool usualInit = !f.isCrc || f.crc.init == 0 || f.crc.init == widthMask(f.crc.width);
   const int placement = f.fieldAsZeros ? 2 : f.coversLast < f.firstByte ? 0 : 1;
-  return std::tuple{!f.isCrc, f.name == nullptr, !usualInit,
-                    -static_cast<std::int64_t>(f.lastByte - f.firstByte), placement,
-                    f.coversLast - f.coversFirst};
+  return std::tuple{!f.isCrc,   f.name == nullptr,
+                    !usualInit, -static_cast<std::int64_t>(f.lastByte - f.firstByte),
+                    placement,  f.coversLast - f.coversFirst};
 }
 
 // Two explanations in conflict: their fields overlap, or each one's range holds the other's
@@ -718,7 +724,8 @@ ChecksumSearch Finder::run() {
   std::sort(result_.found.begin(), result_.found.end(),
             [](const ChecksumField& x, const ChecksumField& y) { return rank(x) < rank(y); });
   for (const ChecksumField& f : result_.found)
-    if (std::none_of(kept.begin(), kept.end(), [&](const ChecksumField& k) { return conflict(k, f); }))
+    if (std::none_of(kept.begin(), kept.end(),
+                     [&](const ChecksumField& k) { return conflict(k, f); }))
       kept.push_back(f);
   std::sort(kept.begin(), kept.end(), [](const ChecksumField& x, const ChecksumField& y) {
     return x.firstByte < y.firstByte;

@@ -39,9 +39,9 @@ struct ChecksumField {
   std::uint64_t lastByte = 0;
   ByteOrder byteOrder = ByteOrder::kLittle;
   bool isCrc = false;
-  CrcParams crc;              // when isCrc
-  const char* name = nullptr;  // the catalogue's name of the CRC, or nullptr
-  SumParams sum;              // when not isCrc
+  CrcParams crc;                  // when isCrc
+  const char* name = nullptr;     // the catalogue's name of the CRC, or nullptr
+  SumParams sum;                  // when not isCrc
   std::uint64_t coversFirst = 0;  // the range, inclusive
   std::uint64_t coversLast = 0;
   bool fieldAsZeros = false;  // the range holds the field, read as zeros
@@ -58,9 +58,9 @@ struct ChecksumSearch {
 
 struct ChecksumLimits {
   double maxChance = 1e-6;
-  std::size_t maxStarts = 256;         // range starts tried
-  std::uint64_t maxStretch = 1 << 20;  // bytes walked to fit a range's start
-  std::uint64_t maxFreeRange = 1 << 16;  // longest range for the any-polynomial search
+  std::size_t maxStarts = 256;           // range starts tried
+  std::uint64_t maxStretch = 1 << 20;    // bytes walked to fit a range's start
+  std::uint64_t maxFreeRange = 1 << 10;  // longest range for the any-polynomial search
 };
 
 // REQUIRES: `changing` sorted, disjoint, inside the files; source.files() >= 3.

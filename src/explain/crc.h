@@ -16,7 +16,7 @@
 #include <vector>
 
 struct CrcParams {
-  unsigned width = 32;  // 8, 16, 32 or 64
+  unsigned width = 32;     // 8, 16, 32 or 64
   std::uint64_t poly = 0;  // normal form, without the x^width term
   std::uint64_t init = 0;  // normal form
   bool refin = false;

@@ -41,8 +41,8 @@ int gf2Degree(const Gf2Poly& p) {
   return -1;
 }
 
-Gf2Poly crcRelation(const std::vector<unsigned char>& diff, bool reflectBytes,
-                    std::uint64_t stored, unsigned width) {
+Gf2Poly crcRelation(const std::vector<unsigned char>& diff, bool reflectBytes, std::uint64_t stored,
+                    unsigned width) {
   const std::size_t bits = diff.size() * 8 + width;
   Gf2Poly p((bits + 63) / 64 + 1, 0);
   for (std::size_t i = 0; i < diff.size(); ++i)

@@ -17,8 +17,8 @@ using Gf2Poly = std::vector<std::uint64_t>;
 // D(x)·x^width + S(x) for the bytes of `diff` (the first byte the highest
 // terms, each byte's most significant bit first, or its least significant
 // bit first when `reflectBytes`).
-Gf2Poly crcRelation(const std::vector<unsigned char>& diff, bool reflectBytes,
-                    std::uint64_t stored, unsigned width);
+Gf2Poly crcRelation(const std::vector<unsigned char>& diff, bool reflectBytes, std::uint64_t stored,
+                    unsigned width);
 Gf2Poly gf2Gcd(Gf2Poly a, Gf2Poly b);
 int gf2Degree(const Gf2Poly& p);
 

@@ -3,8 +3,8 @@
 #include "explain/crc.h"
 
 bool operator==(const SumParams& a, const SumParams& b) {
-  return a.kind == b.kind && a.width == b.width && a.unit == b.unit &&
-         a.bigEndian == b.bigEndian && a.complement == b.complement;
+  return a.kind == b.kind && a.width == b.width && a.unit == b.unit && a.bigEndian == b.bigEndian &&
+         a.complement == b.complement;
 }
 
 std::uint32_t readWord(const unsigned char* data, std::size_t available, unsigned unit,
@@ -78,7 +78,8 @@ const char* sumAlgorithm(SumKind kind) {
 
 std::string sumName(const SumParams& p) {
   static const char* const kindNames[] = {"", "", "Adler-32", "Fletcher-16", "Fletcher-32"};
-  if (p.kind != SumKind::kSum && p.kind != SumKind::kXor) return kindNames[static_cast<int>(p.kind)];
+  if (p.kind != SumKind::kSum && p.kind != SumKind::kXor)
+    return kindNames[static_cast<int>(p.kind)];
   std::string name = std::to_string(p.width) + "-bit " + (p.kind == SumKind::kXor ? "XOR" : "sum");
   name += p.unit == 1 ? " of bytes"
                       : std::string(" of u") + std::to_string(8 * p.unit) +

@@ -17,8 +17,8 @@ enum class Complement { kNone, kTwos, kOnes };
 
 struct SumParams {
   SumKind kind = SumKind::kSum;
-  unsigned width = 8;  // bits of the result: 8, 16 or 32 (Adler-32 and Fletcher fix theirs)
-  unsigned unit = 1;   // bytes per word: 1, 2 or 4
+  unsigned width = 8;      // bits of the result: 8, 16 or 32 (Adler-32 and Fletcher fix theirs)
+  unsigned unit = 1;       // bytes per word: 1, 2 or 4
   bool bigEndian = false;  // order of the bytes in a word
   Complement complement = Complement::kNone;  // sums only
 };

@@ -2,6 +2,8 @@
 // family, on random and compressed data, and on PNGs with stored deflate made
 // at test time, whose chunk CRC-32s and zlib Adler-32 the PNG and zlib
 // documents place.
+#include "explain/checksum_finder.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -10,8 +12,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include "explain/checksum_finder.h"
 
 namespace {
 
@@ -43,7 +43,8 @@ struct PlantedSet {
     for (auto& file : files)
       for (std::size_t i = first; i < end; ++i) file[i] = static_cast<unsigned char>(random());
   }
-  // Stores in every file the checksum of its bytes [first, end), computed after the earlier plantings.
+  // Stores in every file the checksum of its bytes [first, end), computed after the earlier
+  // plantings.
   void plant(std::size_t pos, unsigned size, ByteOrder order, std::size_t first, std::size_t end,
              const std::function<std::uint64_t(const unsigned char*, std::size_t)>& checksum) {
     for (auto& file : files) {
@@ -65,8 +66,8 @@ std::string hex(std::uint64_t value) {
 }
 
 std::string describe(const ChecksumField& f) {
-  std::string text = hex(f.firstByte) + "-" + hex(f.lastByte) +
-                     (f.byteOrder == ByteOrder::kBig ? " be " : " le ");
+  std::string text =
+      hex(f.firstByte) + "-" + hex(f.lastByte) + (f.byteOrder == ByteOrder::kBig ? " be " : " le ");
   if (f.isCrc)
     text += "crc" + std::to_string(f.crc.width) + " " + hex(f.crc.poly) + " " + hex(f.crc.init) +
             (f.crc.refin ? " in" : " -") + (f.crc.refout ? " out " : " - ") + hex(f.crc.xorout) +
@@ -126,19 +127,103 @@ TEST(ChecksumFinder, FindsEveryFamilyWithItsRange) {
   set.randomize(0x2000 - 200, 0x2000 - 2);
   set.plant(0x2000 - 2, 2, kBe, 0x2000 - 200, 0x2000 - 2, crc(crcCatalogue()[8].params));
   const ChecksumSearch found = set.search();
-  EXPECT_EQ(describe(found.found), (std::vector<std::string>{
-      "0x180-0x183 be crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC of 0xf0-0x17f",
-      "0x300-0x303 le crc32 0x1edc6f41 0xffffffff in out 0x0 unnamed of 0x310-0x37f",
-      "0x580-0x583 be Adler-32 of 0x500-0x57f",
-      "0x700-0x701 le Fletcher-16 of 0x680-0x6ff",
-      "0x900-0x903 le Fletcher-32 of 0x880-0x8ff",
-      "0xa40-0xa41 be 16-bit sum of u16be words of 0xa00-0xa7f field as zeros",
-      "0xb80-0xb80 le 8-bit sum of bytes, two's complement of 0xb00-0xb7f",
-      "0xc80-0xc80 le 8-bit XOR of bytes of 0xc00-0xc7f",
-      "0xd80-0xd83 le 32-bit sum of u32le words of 0xd00-0xd7f",
-      "0xe80-0xe80 le crc8 0x7 0x0 - - 0x0 CRC-8/SMBUS of 0xe00-0xe7f",
-      "0xf80-0xf87 le crc64 0x42f0e1eba9ea3693 0xffffffffffffffff in out 0xffffffffffffffff CRC-64/XZ of 0xf00-0xf7f",
-      "0x1ffe-0x1fff be crc16 0x1021 0x0 - - 0x0 CRC-16/XMODEM of 0x1f38-0x1ffd"}));
+  EXPECT_EQ(
+      describe(found.found),
+      (std::vector<std::string>{
+          "0x180-0x183 be crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC of "
+          "0xf0-0x17f",
+          "0x300-0x303 le crc32 0x1edc6f41 0xffffffff in out 0x0 unnamed of 0x310-0x37f",
+          "0x580-0x583 be Adler-32 of 0x500-0x57f", "0x700-0x701 le Fletcher-16 of 0x680-0x6ff",
+          "0x900-0x903 le Fletcher-32 of 0x880-0x8ff",
+          "0xa40-0xa41 be 16-bit sum of u16be words of 0xa00-0xa7f field as zeros",
+          "0xb80-0xb80 le 8-bit sum of bytes, two's complement of 0xb00-0xb7f",
+          "0xc80-0xc80 le 8-bit XOR of bytes of 0xc00-0xc7f",
+          "0xd80-0xd83 le 32-bit sum of u32le words of 0xd00-0xd7f",
+          "0xe80-0xe80 le crc8 0x7 0x0 - - 0x0 CRC-8/SMBUS of 0xe00-0xe7f",
+          "0xf80-0xf87 le crc64 0x42f0e1eba9ea3693 0xffffffffffffffff in out 0xffffffffffffffff "
+          "CRC-64/XZ of 0xf00-0xf7f",
+          "0x1ffe-0x1fff be crc16 0x1021 0x0 - - 0x0 CRC-16/XMODEM of 0x1f38-0x1ffd"}));
   for (const ChecksumField& f : found.found) EXPECT_LT(f.chance, 1e-6) << describe(f);
   EXPECT_TRUE(found.complete);
+}
+
+TEST(ChecksumFinder, PolynomialsOutsideTheCatalogueWithTheirParameters) {
+  PlantedSet set(8, 0x800);
+  const CrcParams crc16{16, 0x3d65, 0xffff, true, true, 0xffff};
+  const CrcParams crc32{32, 0x741b8cd7, 0, false, false, 0xffffffff};
+  set.randomize(0x100, 0x164);
+  set.plant(0x164, 2, kLe, 0x100, 0x164, crc(crc16));
+  set.randomize(0x400, 0x464);
+  set.plant(0x464, 4, kBe, 0x3f0, 0x464, crc(crc32));
+  EXPECT_EQ(describe(set.search().found),
+            (std::vector<std::string>{
+                "0x164-0x165 le crc16 0x3d65 0xffff in out 0xffff unnamed of 0x100-0x163",
+                "0x464-0x467 be crc32 0x741b8cd7 0x0 - - 0xffffffff unnamed of 0x3f0-0x463"}));
+}
+
+TEST(ChecksumFinder, ThreeFilesAreTooFewForAByteSum) {
+  PlantedSet set(3, 0x400);
+  set.randomize(0x100, 0x140);
+  set.plant(0x140, 1, kLe, 0x100, 0x140, sum({SumKind::kSum, 8, 1, false}));
+  const ChecksumSearch found = set.search();
+  EXPECT_TRUE(found.found.empty()) << describe(found.found)[0];
+  ASSERT_FALSE(found.tooFewFiles.empty());
+  EXPECT_GT(found.tooFewFiles[0].chance, 1e-6);
+}
+
+// The output of a shell command, run in a fresh temporary directory.
+std::string run(const std::string& command) {
+  std::string out;
+  FILE* pipe = popen(command.c_str(), "r");
+  char buffer[4096];
+  for (std::size_t n; pipe && (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+    out.append(buffer, n);
+  if (pipe) pclose(pipe);
+  return out;
+}
+
+TEST(ChecksumFinder, NothingOnRandomOrCompressedData) {
+  PlantedSet random(8, 0x1000);
+  random.randomize(0, 0x1000);
+  EXPECT_EQ(describe(random.search().found), std::vector<std::string>{});
+  // gzip bodies of different texts, cut to one length: the trailer's CRC-32 is gone with the cut.
+  Files bodies;
+  for (int seed = 0; seed < 8; ++seed) {
+    const std::string body = run("seq " + std::to_string(seed + 1) + " 7 30000 | gzip -n -9");
+    bodies.emplace_back(body.begin() + 10, body.end() - 8);
+  }
+  std::size_t shortest = bodies[0].size();
+  for (const auto& body : bodies) shortest = std::min(shortest, body.size());
+  ASSERT_GT(shortest, 1000u);
+  for (auto& body : bodies) body.resize(shortest);
+  EXPECT_EQ(describe(findChecksums(MemoryByteSource(bodies), changingRuns(bodies)).found),
+            std::vector<std::string>{});
+}
+
+// PNGs of 16 x 16 random RGB pixels whose zlib stream is stored (level 0): after the signature
+// and the 25-byte IHDR chunk, IDAT's length at 33 and type at 37, the zlib header at 41, the
+// stored block's header at 43-47, the 16 rows of a filter byte and 48 pixel bytes at 48, the
+// Adler-32 of those rows at 832 and the chunk's CRC-32 of type and data at 836, both big-endian.
+TEST(ChecksumFinder, StoredDeflatePngChunkCrcsAndAdler) {
+  const std::string script =
+      "import random, struct, sys, zlib\n"
+      "def chunk(kind, data):\n"
+      "    return struct.pack('>I', len(data)) + kind + data + "
+      "struct.pack('>I', zlib.crc32(kind + data))\n"
+      "for seed in range(6):\n"
+      "    random.seed(seed)\n"
+      "    rows = b''.join(b'\\0' + bytes(random.randrange(256) for _ in range(48)) "
+      "for _ in range(16))\n"
+      "    ihdr = struct.pack('>IIBBBBB', 16, 16, 8, 2, 0, 0, 0)\n"
+      "    sys.stdout.buffer.write(b'\\x89PNG\\r\\n\\x1a\\n' + chunk(b'IHDR', ihdr) + "
+      "chunk(b'IDAT', zlib.compress(rows, 0)) + chunk(b'IEND', b''))\n";
+  const std::string out = run("python3 -c \"" + script + "\"");
+  ASSERT_EQ(out.size(), 6u * 852);
+  Files pngs;
+  for (int i = 0; i < 6; ++i) pngs.emplace_back(out.begin() + i * 852, out.begin() + (i + 1) * 852);
+  EXPECT_EQ(describe(findChecksums(MemoryByteSource(pngs), changingRuns(pngs)).found),
+            (std::vector<std::string>{
+                "0x340-0x343 be Adler-32 of 0x30-0x33f",
+                "0x344-0x347 be crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC of "
+                "0x25-0x343"}));
 }

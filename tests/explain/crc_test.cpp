@@ -1,11 +1,12 @@
 // The checksum routines against their published check values and, for CRCs
 // with random parameters, against the bit-by-bit definition.
+#include "explain/crc.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
 #include <vector>
 
-#include "explain/crc.h"
 #include "explain/sums.h"
 
 namespace {
