@@ -5,6 +5,7 @@
 #include "explain/checksum_finder.h"
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
 #include <cstdio>
 #include <functional>
@@ -226,4 +227,27 @@ TEST(ChecksumFinder, StoredDeflatePngChunkCrcsAndAdler) {
                 "0x340-0x343 be Adler-32 of 0x30-0x33f",
                 "0x344-0x347 be crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC of "
                 "0x25-0x343"}));
+}
+
+// ext4 images that differ only in their label (same UUID, hash seed and time): the superblock at
+// 0x400 keeps its label at 0x78 and, at 0x3fc, the CRC-32C register of bytes 0x000-0x3fb
+// without the final XOR, little-endian.
+TEST(ChecksumFinder, Ext4SuperblockCrc32cWithoutFinalXor) {
+  if (run("command -v mke2fs").empty()) GTEST_SKIP() << "mke2fs is not installed";
+  char dir[] = "/tmp/ovrell-explain-XXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  Files images;
+  for (const char* label : {"alpha", "beta", "gamma", "delta"}) {
+    const std::string image = std::string(dir) + "/" + label;
+    const std::string out = run(
+        "truncate -s 1M " + image + " && E2FSPROGS_FAKE_TIME=1700000000 mke2fs -q -F -t ext4 -L " +
+        label + " -U 01234567-89ab-cdef-0123-456789abcdef -E hash_seed=" +
+        "01234567-89ab-cdef-0123-456789abcdef " + image + " >/dev/null 2>&1 && cat " + image);
+    images.emplace_back(out.begin(), out.end());
+    ASSERT_EQ(images.back().size(), 1u << 20);
+  }
+  run(std::string("rm -r ") + dir);
+  EXPECT_EQ(describe(findChecksums(MemoryByteSource(images), changingRuns(images)).found),
+            std::vector<std::string>{
+                "0x7fc-0x7ff le crc32 0x1edc6f41 0xffffffff in out 0x0 unnamed of 0x400-0x7fb"});
 }
