@@ -1,0 +1,88 @@
+// The value finder on planted fields of every kind of encoding, next to
+// bytes that are the same everywhere, and on random bytes where a small
+// value would match by chance.
+#include "explain/values.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Files = std::vector<std::vector<unsigned char>>;
+
+std::vector<ByteRun> changingRuns(const Files& files) {
+  std::vector<ByteRun> runs;
+  for (std::uint64_t i = 0; i < files[0].size(); ++i) {
+    bool differs = false;
+    for (const auto& file : files) differs |= file[i] != files[0][i];
+    if (!differs) continue;
+    if (!runs.empty() && runs.back().last + 1 == i)
+      runs.back().last = i;
+    else
+      runs.push_back({i, i});
+  }
+  return runs;
+}
+
+std::vector<std::string> describe(const std::vector<ValueField>& fields) {
+  std::vector<std::string> out;
+  for (const ValueField& f : fields)
+    out.push_back(std::to_string(f.firstByte) + "-" + std::to_string(f.lastByte) + " " +
+                  f.attribute + " " + f.encoding + " " + f.readAs);
+  return out;
+}
+
+void put(Files& files, std::size_t file, std::size_t pos, const std::string& bytes) {
+  std::copy(bytes.begin(), bytes.end(), files[file].begin() + pos);
+}
+
+}  // namespace
+
+TEST(ValueFinder, EveryEncodingAtItsNaturalWidth) {
+  const std::size_t kFiles = 12;
+  std::mt19937 random(3);
+  Files files(1, std::vector<unsigned char>(512));
+  for (auto& byte : files[0]) byte = static_cast<unsigned char>(random());
+  files.resize(kFiles, files[0]);
+  std::vector<AttributeValues> attributes = {
+      {"rate", {}}, {"serial", {}}, {"mtime", {}}, {"offset", {}}, {"name", {}}};
+  const int rates[] = {16000, 44100, 8000};
+  const char* names[] = {"alpha", "beta", "gamma", "delta"};
+  for (std::size_t f = 0; f < kFiles; ++f) {
+    const int rate = rates[f % 3];
+    put(files, f, 24, {char(rate & 0xff), char(rate >> 8), 0, 0});  // u32le, top bytes zero
+    const std::uint32_t serial = random();
+    put(files, f, 39, {char(serial), char(serial >> 8), char(serial >> 16), char(serial >> 24)});
+    char text[16];
+    std::snprintf(text, sizeof text, "%011o", 1700000000 + static_cast<int>(f) * 3600);
+    put(files, f, 136, std::string(text, 12));  // octal, zero-padded, NUL-terminated
+    const int offset = f % 2 ? -5 * static_cast<int>(f) : 7 * static_cast<int>(f);
+    put(files, f, 300, {char((offset >> 8) & 0xff), char(offset & 0xff)});
+    put(files, f, 400, std::string(names[f % 4]) + '\0');
+    attributes[0].values.push_back(std::to_string(rate));
+    std::snprintf(text, sizeof text, "%08x", serial);
+    attributes[1].values.push_back(text);
+    attributes[2].values.push_back(std::to_string(1700000000 + f * 3600));
+    attributes[3].values.push_back(std::to_string(offset));
+    attributes[4].values.push_back(names[f % 4]);
+  }
+  EXPECT_EQ(describe(findValues(MemoryByteSource(files), changingRuns(files), attributes)),
+            (std::vector<std::string>{"24-27 rate u32le decimal", "39-42 serial u32le hex",
+                                      "136-146 mtime ascii-oct decimal",
+                                      "300-301 offset i16be decimal", "400-404 name text text"}));
+}
+
+TEST(ValueFinder, NoSmallValueClaimedOnRandomBytes) {
+  std::mt19937 random(9);
+  Files files(4, std::vector<unsigned char>(4096));
+  AttributeValues level{"level", {}};
+  for (auto& file : files) {
+    for (auto& byte : file) byte = static_cast<unsigned char>(random());
+    level.values.push_back(std::to_string(file[2000]));  // there by construction, yet chance
+  }
+  EXPECT_EQ(describe(findValues(MemoryByteSource(files), changingRuns(files), {level})),
+            std::vector<std::string>{});
+}
