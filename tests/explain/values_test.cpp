@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "explain/kinds.h"
+
 namespace {
 
 using Files = std::vector<std::vector<unsigned char>>;
@@ -85,4 +87,38 @@ TEST(ValueFinder, NoSmallValueClaimedOnRandomBytes) {
   }
   EXPECT_EQ(describe(findValues(MemoryByteSource(files), changingRuns(files), {level})),
             std::vector<std::string>{});
+}
+
+TEST(RunKinds, CountersTimestampsTextRandomAndTheRest) {
+  const std::size_t kFiles = 16;
+  std::mt19937 random(4);
+  Files files(kFiles, std::vector<unsigned char>(256, 0x55));
+  for (std::size_t f = 0; f < kFiles; ++f) {
+    const std::uint32_t count = 500 - 20 * f, time = 1700000000 + 86400 * ((f * 7) % 16);
+    put(files, f, 8, {char(count >> 8), char(count)});  // falling u16be after a 0x55 byte
+    put(files, f, 32, {char(time), char(time >> 8), char(time >> 16), char(time >> 24)});
+    // 2023-11-14 22:13:20 and up to 15 minutes later, out of order, as DOS time then date.
+    const unsigned dosTime = (22 << 11) | ((13 + (f * 5) % 16) << 5) | 10,
+                   dosDate = (43 << 9) | (11 << 5) | 14;
+    put(files, f, 48, {char(dosTime), char(dosTime >> 8), char(dosDate), char(dosDate >> 8)});
+    put(files, f, 64, "id-" + std::to_string(1000 + random() % 9000));
+    for (int i = 96; i < 160; ++i) files[f][i] = static_cast<unsigned char>(random());
+    for (int i = 192; i < 224; ++i) files[f][i] = static_cast<unsigned char>(random() % 2);
+  }
+  const MemoryByteSource source(files);
+  std::vector<std::string> kinds;
+  for (const ByteRun& run : changingRuns(files)) {
+    const RunClass c = classifyRun(source, run);
+    std::string line = std::string(runKindName(c.kind)) + " " + std::to_string(c.firstByte) + "-" +
+                       std::to_string(c.lastByte) + " " + c.encoding;
+    if (c.kind == RunKind::kTimestamp)
+      line += " " + std::to_string(c.earliest) + ".." + std::to_string(c.latest);
+    if (c.kind == RunKind::kCounter) line += c.rising ? " rising" : " falling";
+    if (kinds.empty() || kinds.back() != line) kinds.push_back(line);
+  }
+  EXPECT_EQ(kinds,
+            (std::vector<std::string>{"counter 8-9 u16be falling",
+                                      "timestamp 32-35 unix-s-le 1700000000..1701296000",
+                                      "timestamp 48-51 dos 1700000000..1700000900", "text 67-70 ",
+                                      "random 96-159 ", "unexplained 192-223 "}));
 }
