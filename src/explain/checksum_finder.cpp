@@ -59,8 +59,8 @@ struct Engine {
   std::unique_ptr<Crc> crc;
   std::uint64_t modulus = 0;  // of the running sums
   std::unordered_map<Key, std::vector<Target>, KeyHash> targets;
-  std::vector<bool> filter = std::vector<bool>(1 << 20);
-  std::vector<bool> firstFilter = std::vector<bool>(1 << 20);  // on the first pair's value
+  std::vector<bool> filter = std::vector<bool>(1 << 18);
+  std::vector<bool> firstFilter = std::vector<bool>(1 << 18);  // on the first pair's value
   std::array<std::uint64_t, kMaxPairs> a{}, b{};
   std::uint64_t synced = 0;  // CRCs: where the registers of the other pairs stand
   // CRCs: the register's advance over 2^i zero bytes, as the images of its bits.
@@ -73,10 +73,10 @@ struct Engine {
     return width == 8 ? key[0] | key[1] << 8 : key[0];
   }
   static std::size_t firstIndex(std::uint64_t value) {
-    return (value * 0x9e3779b97f4a7c15ULL) >> 44;
+    return (value * 0x9e3779b97f4a7c15ULL) >> 46;
   }
   void add(const Key& key, Target target) {
-    filter[KeyHash()(key) >> 44] = true;
+    filter[KeyHash()(key) >> 46] = true;
     firstFilter[firstIndex(prefilter(key))] = true;
     targets[key].push_back(target);
   }
@@ -107,7 +107,7 @@ struct Engine {
       }
   }
   const std::vector<Target>* find(const Key& key) const {
-    if (!filter[KeyHash()(key) >> 44]) return nullptr;
+    if (!filter[KeyHash()(key) >> 46]) return nullptr;
     const auto it = targets.find(key);
     return it == targets.end() ? nullptr : &it->second;
   }

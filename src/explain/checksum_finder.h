@@ -3,17 +3,25 @@
 // the range and the checksum's parameters, found with no hint.
 //
 // A field is 1, 2, 4 or 8 bytes inside a run of bytes that change between
-// files, stored little- or big-endian. Its range lies before the field,
-// after it, or (for sums and XORs) around it, the field's own bytes then
-// counted as zeros. CRCs of any initial value and final XOR are tried with
-// the catalogue's polynomials in both reflections; then, for the ranges that
-// end just before their field, any polynomial, solved over GF(2). Sums, XORs,
-// Adler-32 and Fletcher-16/32 are tried too.
+// files (anywhere in a run of up to 16 bytes, within 8 bytes of either end of
+// a longer one), stored little- or big-endian; checksums written as text
+// (tar's octal) are not tried. Its range lies before the field or after it;
+// for sums and XORs also around it, the field's own bytes then counted as
+// zeros. CRCs of any initial value and final XOR are tried with the
+// catalogue's polynomials in both reflections; then, for fields that end a
+// run, with any polynomial, solved over GF(2) for ranges of up to
+// `maxFreeRange` bytes that end just before the field. Sums, XORs, Adler-32
+// and Fletcher-16/32 are tried too. A range starts at the first byte of a
+// changing run or just after a field that heads its run.
 //
 // Bytes equal in every file fold into a CRC's initial value, so a range's
-// start is fixed by the initial value formats use (all ones or zero for
-// CRCs, 1 for Adler-32, 0 for sums); when none fits, the widest range and its
-// own initial value are given.
+// start is fixed by the initial value formats use (the catalogue's, else all
+// ones or zero, with a final XOR of all ones or zero); when none fits, the
+// widest range and its own initial value are given. A sum or XOR cannot tell
+// where its range starts or ends inside bytes equal everywhere: the nearest
+// ends that fit are given, moved over zero words (for 8-bit sums over
+// varied constant bytes the ends are a guess). Of two explanations where
+// each one's range holds the other's field, only one is kept.
 //
 // Evidence: a finding holds in every file, checked byte for byte, and comes
 // with the probability that a wrong explanation of its kind would hold in
@@ -46,7 +54,7 @@ struct ChecksumField {
   std::uint64_t coversLast = 0;
   bool fieldAsZeros = false;  // the range holds the field, read as zeros
   double chance = 0;          // probability that a wrong candidate held in every file
-  double candidates = 0;      // candidates of this kind tried for this field
+  double candidates = 0;      // candidates of this width tried, for every field
 };
 
 struct ChecksumSearch {
