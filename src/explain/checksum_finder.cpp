@@ -738,5 +738,10 @@ ChecksumSearch Finder::run() {
 
 ChecksumSearch findChecksums(const ByteSource& source, const std::vector<ByteRun>& changing,
                              const ChecksumLimits& limits) {
+  if (source.files() < 3) {  // one pair of files cannot check what it fits
+    ChecksumSearch none;
+    none.complete = false;
+    return none;
+  }
   return Finder(source, changing, limits).run();
 }

@@ -29,7 +29,7 @@
 // one in a million are not returned but listed as too few files to tell.
 //
 // Pure: reads through the ByteSource, prints nothing, keeps memory to a few
-// MiB besides the caller's. REQUIRES: at least 3 files.
+// MiB besides the caller's. Fewer than 3 files give nothing, marked incomplete.
 #ifndef OVRELL_EXPLAIN_CHECKSUM_FINDER_H_
 #define OVRELL_EXPLAIN_CHECKSUM_FINDER_H_
 
@@ -71,7 +71,7 @@ struct ChecksumLimits {
   std::uint64_t maxFreeRange = 1 << 10;  // longest range for the any-polynomial search
 };
 
-// REQUIRES: `changing` sorted, disjoint, inside the files; source.files() >= 3.
+// REQUIRES: `changing` sorted, disjoint, inside the files.
 ChecksumSearch findChecksums(const ByteSource& source, const std::vector<ByteRun>& changing,
                              const ChecksumLimits& limits = {});
 

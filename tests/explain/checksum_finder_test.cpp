@@ -162,7 +162,7 @@ TEST(ChecksumFinder, PolynomialsOutsideTheCatalogueWithTheirParameters) {
                 "0x464-0x467 be crc32 0x741b8cd7 0x0 - - 0xffffffff unnamed of 0x3f0-0x463"}));
 }
 
-TEST(ChecksumFinder, ThreeFilesAreTooFewForAByteSum) {
+TEST(ChecksumFinder, TooFewFilesOrStartsAreSaid) {
   PlantedSet set(3, 0x400);
   set.randomize(0x100, 0x140);
   set.plant(0x140, 1, kLe, 0x100, 0x140, sum({SumKind::kSum, 8, 1, false}));
@@ -170,6 +170,14 @@ TEST(ChecksumFinder, ThreeFilesAreTooFewForAByteSum) {
   EXPECT_TRUE(found.found.empty()) << describe(found.found)[0];
   ASSERT_FALSE(found.tooFewFiles.empty());
   EXPECT_GT(found.tooFewFiles[0].chance, 1e-6);
+  EXPECT_TRUE(found.complete);
+  // Two files cannot check what they fit; a search cut short says so.
+  const Files two(set.files.begin(), set.files.begin() + 2);
+  EXPECT_FALSE(findChecksums(MemoryByteSource(two), changingRuns(two)).complete);
+  ChecksumLimits limits;
+  limits.maxStarts = 1;
+  EXPECT_FALSE(
+      findChecksums(MemoryByteSource(set.files), changingRuns(set.files), limits).complete);
 }
 
 // The output of a shell command, run in a fresh temporary directory.
