@@ -633,19 +633,24 @@ void Finder::fitSum(const Target& t, std::uint64_t s, std::uint64_t b) {
   hi = std::min(hi, b + stretch);
   std::vector<unsigned char> after(hi - b + unit, 0);
   source_.read(0, b, hi - b, after.data());
-  std::uint64_t suffix = 0;
+  // The nearest end that fits, unless the range can end just before its field: data then sum.
+  std::uint64_t suffix = 0, start = 0, stop = 0;
   for (std::uint64_t end = b;; end += unit) {
     const std::uint64_t rest = isXor ? need ^ mid ^ suffix : need - mid - suffix;
     const auto it = prefix.find(rest & mask);
-    if (it != prefix.end()) {
-      while (end + unit <= hi && std::all_of(&after[end - b], &after[end - b] + unit,
-                                             [](unsigned char x) { return x == 0; }))
-        end += unit;
-      return accept(f, c, extendOverZeros(it->second, lo, unit, before), end);
+    if (it != prefix.end() && (stop == 0 || end == f.pos)) {
+      start = it->second;
+      stop = end;
     }
-    if (end + unit > hi) return;
+    if (end + unit > hi || end == f.pos) break;
     suffix = combine(suffix, wordAt(&after[end - b])) & mask;
   }
+  if (stop == 0) return;
+  while (stop != f.pos && stop + unit <= hi &&
+         std::all_of(&after[stop - b], &after[stop - b] + unit,
+                     [](unsigned char x) { return x == 0; }))
+    stop += unit;
+  accept(f, c, extendOverZeros(start, lo, unit, before), stop);
 }
 
 // Any polynomial, for the fields still unexplained that end a run, over ranges that end just

@@ -18,10 +18,11 @@
 // start is fixed by the initial value formats use (the catalogue's, else all
 // ones or zero, with a final XOR of all ones or zero); when none fits, the
 // widest range and its own initial value are given. A sum or XOR cannot tell
-// where its range starts or ends inside bytes equal everywhere: the nearest
-// ends that fit are given, moved over zero words (for 8-bit sums over
-// varied constant bytes the ends are a guess). Of two explanations where
-// each one's range holds the other's field, only one is kept.
+// where its range starts or ends inside bytes equal everywhere: it ends just
+// before its field when that fits, else at the nearest end that fits, and
+// starts at the nearest start that fits, moved over zero words (for 8-bit
+// sums over varied constant bytes the start is a guess). Of two
+// explanations where each one's range holds the other's field, one is kept.
 //
 // Evidence: a finding holds in every file, checked byte for byte, and comes
 // with the probability that a wrong explanation of its kind would hold in
