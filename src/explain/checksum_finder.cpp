@@ -24,7 +24,34 @@ struct Field {
   ByteOrder order;
   std::vector<std::uint64_t> values;
   unsigned distinct;
+  unsigned digits = 0;  // octal text: its digits
+
+  unsigned width() const { return order == ByteOrder::kText ? 32 : 8 * size; }
+  double evidenceBits() const { return order == ByteOrder::kText ? 3.0 * digits : 8.0 * size; }
 };
+
+// Octal text in every file at `pos` (blanks, digits, then NULs or blanks), the same length
+// everywhere and at most 12 bytes; its value per file, or an empty list.
+std::vector<std::uint64_t> octalAt(const std::vector<std::vector<unsigned char>>& bytes,
+                                   std::size_t at, unsigned& size, unsigned& digits) {
+  std::vector<std::uint64_t> values;
+  for (const auto& b : bytes) {
+    std::size_t i = at;
+    while (i < b.size() && b[i] == ' ') ++i;
+    std::uint64_t value = 0;
+    const std::size_t first = i;
+    for (; i < b.size() && b[i] >= '0' && b[i] <= '7'; ++i) value = value * 8 + (b[i] - '0');
+    const unsigned count = static_cast<unsigned>(i - first);
+    while (i < b.size() && i - at < 12 && (b[i] == 0 || b[i] == ' ')) ++i;
+    if (count == 0 || i == first + count ||
+        (!values.empty() && (i - at != size || count != digits)))
+      return {};
+    size = static_cast<unsigned>(i - at);
+    digits = count;
+    values.push_back(value);
+  }
+  return values;
+}
 
 // What is tried against a field: a CRC shape (init and final XOR fitted
 // later) or a sum with the phase of its words.
@@ -34,6 +61,7 @@ struct Candidate {
   SumParams sum;
   unsigned phase = 0;
   bool around = false;
+  bool blanks = false;  // the field counted as blanks, not zeros
 };
 
 using Key = std::array<std::uint64_t, kMaxPairs>;
@@ -136,6 +164,7 @@ class Finder {
 
  private:
   void collectFields();
+  void collectOctalFields(const ByteRun& run);
   void buildEngines();
   void addTargets(Engine& engine);
   std::vector<std::uint64_t> starts() const;
@@ -190,6 +219,30 @@ void Finder::collectFields() {
         }
       }
     }
+    collectOctalFields(run);
+  }
+}
+
+// Checksums written as octal text (tar's header checksum) in or next to a run.
+void Finder::collectOctalFields(const ByteRun& run) {
+  const std::uint64_t first = run.first > 12 ? run.first - 12 : 0;
+  const std::uint64_t end = std::min<std::uint64_t>(source_.length(), run.first + 24);
+  std::vector<std::vector<unsigned char>> bytes(files_, std::vector<unsigned char>(end - first));
+  for (std::size_t f = 0; f < files_; ++f) source_.read(f, first, end - first, bytes[f].data());
+  for (std::uint64_t p = first; p <= run.last && p < end; ++p) {
+    const auto isDigit = [&](const auto& b) {
+      return b[p - first - 1] >= '0' && b[p - first - 1] <= '7';
+    };
+    if (p > first && std::any_of(bytes.begin(), bytes.end(), isDigit)) continue;
+    unsigned size = 0, digits = 0;
+    Field field{p, 0, ByteOrder::kText, octalAt(bytes, p - first, size, digits), 0, 0};
+    if (field.values.empty() || p + size <= run.first) continue;
+    field.size = size;
+    field.digits = digits;
+    std::vector<std::uint64_t> sorted = field.values;
+    std::sort(sorted.begin(), sorted.end());
+    field.distinct = std::unique(sorted.begin(), sorted.end()) - sorted.begin();
+    if (field.distinct > 1) fields_.push_back(std::move(field));
   }
 }
 
@@ -237,7 +290,9 @@ void Finder::addTargets(Engine& e) {
   const std::uint64_t mask = widthMask(e.width);
   for (std::size_t i = 0; i < fields_.size(); ++i) {
     const Field& f = fields_[i];
-    if (f.size * 8 != e.width) continue;
+    if (f.width() != e.width) continue;
+    const bool text = f.order == ByteOrder::kText;
+    if (text && (e.kind != EngineKind::kSum || e.base.sum.unit != 1)) continue;
     const auto& v = f.values;
     Key key{};
     if (e.kind == EngineKind::kCrc) {
@@ -287,9 +342,11 @@ void Finder::addTargets(Engine& e) {
               (e.kind == EngineKind::kXor ? (around ? t ^ own[k] : t) : (around ? t + own[k] : t)) &
               mask;
         }
+        if (text && c != Complement::kNone) continue;
         Candidate cand = e.base;
         cand.sum.complement = c;
         cand.around = around;
+        cand.blanks = around && text;
         e.add(key, {i, cand});
       }
     }
@@ -459,8 +516,9 @@ void Finder::lookup(Engine& e, std::uint64_t s, std::uint64_t b) {
   for (const Target& t : *targets) {
     const Field& f = fields_[t.field];
     if (done_[t.field]) continue;
+    // Around: the field's last changing byte may come before its end.
     const bool valid =
-        t.candidate.around ? s <= f.pos && b >= f.pos + f.size : b <= f.pos || s >= f.pos + f.size;
+        t.candidate.around ? s <= f.pos && b > f.pos : b <= f.pos || s >= f.pos + f.size;
     const int variant =
         t.candidate.crc.refout + 2 * int(t.candidate.sum.complement) + 8 * t.candidate.around;
     if (!valid || !hits_.insert({t.field, (&e - engines_.data()) * 16 + variant, s}).second)
@@ -490,7 +548,7 @@ std::uint64_t Finder::checksumOf(std::size_t file, const Candidate& c, std::uint
     if (c.around)
       for (std::uint64_t p = std::max(at, field.pos);
            p < std::min(at + count, field.pos + field.size); ++p)
-        buffer[p - at] = 0;
+        buffer[p - at] = c.blanks ? ' ' : 0;
     if (crc)
       reg = crc->update(reg, buffer.data(), count);
     else
@@ -500,7 +558,7 @@ std::uint64_t Finder::checksumOf(std::size_t file, const Candidate& c, std::uint
 }
 
 double Finder::candidatesFor(const Field& field) const {
-  const auto it = tried_.find(field.size * 8);
+  const auto it = tried_.find(field.width());
   return std::max(1.0, (it == tried_.end() ? 0 : it->second) * fields_.size());
 }
 
@@ -518,9 +576,11 @@ void Finder::accept(const Field& field, const Candidate& c, std::uint64_t first,
   found.sum = c.sum;
   found.coversFirst = first;
   found.coversLast = end - 1;
-  found.fieldAsZeros = c.around;
+  found.fieldAsZeros = c.around && !c.blanks;
+  found.fieldAsBlanks = c.blanks;
   found.candidates = candidatesFor(field);
-  found.chance = std::exp2(std::log2(found.candidates) - 8.0 * field.size * (field.distinct - 1));
+  found.chance =
+      std::exp2(std::log2(found.candidates) - field.evidenceBits() * (field.distinct - 1));
   if (found.chance < limits_.maxChance) {
     done_[&field - fields_.data()] = true;
     result_.found.push_back(found);
@@ -633,12 +693,16 @@ void Finder::fitSum(const Target& t, std::uint64_t s, std::uint64_t b) {
   hi = std::min(hi, b + stretch);
   std::vector<unsigned char> after(hi - b + unit, 0);
   source_.read(0, b, hi - b, after.data());
+  if (c.around)
+    for (std::uint64_t p = std::max(b, f.pos); p < std::min(hi, f.pos + f.size); ++p)
+      after[p - b] = c.blanks ? ' ' : 0;
   // The nearest end that fits, unless the range can end just before its field: data then sum.
   std::uint64_t suffix = 0, start = 0, stop = 0;
   for (std::uint64_t end = b;; end += unit) {
     const std::uint64_t rest = isXor ? need ^ mid ^ suffix : need - mid - suffix;
     const auto it = prefix.find(rest & mask);
-    if (it != prefix.end() && (stop == 0 || end == f.pos)) {
+    const bool holdsField = !c.around || end >= f.pos + f.size;
+    if (it != prefix.end() && holdsField && (stop == 0 || end == f.pos)) {
       start = it->second;
       stop = end;
     }

@@ -4,15 +4,15 @@
 //
 // A field is 1, 2, 4 or 8 bytes inside a run of bytes that change between
 // files (anywhere in a run of up to 16 bytes, within 8 bytes of either end of
-// a longer one), stored little- or big-endian; checksums written as text
-// (tar's octal) are not tried. Its range lies before the field or after it;
-// for sums and XORs also around it, the field's own bytes then counted as
-// zeros. CRCs of any initial value and final XOR are tried with the
-// catalogue's polynomials in both reflections; then, for fields that end a
-// run, with any polynomial, solved over GF(2) for ranges of up to
-// `maxFreeRange` bytes that end just before the field. Sums, XORs, Adler-32
-// and Fletcher-16/32 are tried too. A range starts at the first byte of a
-// changing run or just after a field that heads its run.
+// a longer one), stored little- or big-endian; or octal ASCII text of up to
+// 12 bytes (blanks, digits, NULs or blanks) starting at most 12 bytes before
+// a run, read as a 32-bit sum of bytes (tar's header checksum). Its range
+// lies before the field or after it; for sums and XORs also around it, the
+// field's own bytes then counted as zeros (as blanks for octal text). CRCs of any initial value and
+// final XOR are tried with the catalogue's polynomials in both reflections; then, for fields that
+// end a run, with any polynomial, solved over GF(2) for ranges of up to `maxFreeRange` bytes that
+// end just before the field. Sums, XORs, Adler-32 and Fletcher-16/32 are tried too. A range starts
+// at the first byte of a changing run or just after a field that heads its run.
 //
 // Bytes equal in every file fold into a CRC's initial value, so a range's
 // start is fixed by the initial value formats use (the catalogue's, else all
@@ -41,7 +41,8 @@
 #include "explain/crc.h"
 #include "explain/sums.h"
 
-enum class ByteOrder { kLittle, kBig };
+// How a field stores its number: little-endian, big-endian, or as octal ASCII text.
+enum class ByteOrder { kLittle, kBig, kText };
 
 struct ChecksumField {
   std::uint64_t firstByte = 0;  // the field, inclusive
@@ -53,9 +54,10 @@ struct ChecksumField {
   SumParams sum;                  // when not isCrc
   std::uint64_t coversFirst = 0;  // the range, inclusive
   std::uint64_t coversLast = 0;
-  bool fieldAsZeros = false;  // the range holds the field, read as zeros
-  double chance = 0;          // probability that a wrong candidate held in every file
-  double candidates = 0;      // candidates of this width tried, for every field
+  bool fieldAsZeros = false;   // the range holds the field, read as zeros
+  bool fieldAsBlanks = false;  // the range holds the field (octal text), read as blanks
+  double chance = 0;           // probability that a wrong candidate held in every file
+  double candidates = 0;       // candidates of this width tried, for every field
 };
 
 struct ChecksumSearch {

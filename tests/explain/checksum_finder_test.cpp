@@ -67,8 +67,10 @@ std::string hex(std::uint64_t value) {
 }
 
 std::string describe(const ChecksumField& f) {
-  std::string text =
-      hex(f.firstByte) + "-" + hex(f.lastByte) + (f.byteOrder == ByteOrder::kBig ? " be " : " le ");
+  std::string text = hex(f.firstByte) + "-" + hex(f.lastByte) +
+                     (f.byteOrder == ByteOrder::kBig    ? " be "
+                      : f.byteOrder == ByteOrder::kText ? " text "
+                                                        : " le ");
   if (f.isCrc)
     text += "crc" + std::to_string(f.crc.width) + " " + hex(f.crc.poly) + " " + hex(f.crc.init) +
             (f.crc.refin ? " in" : " -") + (f.crc.refout ? " out " : " - ") + hex(f.crc.xorout) +
@@ -76,7 +78,7 @@ std::string describe(const ChecksumField& f) {
   else
     text += sumName(f.sum);
   return text + " of " + hex(f.coversFirst) + "-" + hex(f.coversLast) +
-         (f.fieldAsZeros ? " field as zeros" : "");
+         (f.fieldAsZeros ? " field as zeros" : "") + (f.fieldAsBlanks ? " field as blanks" : "");
 }
 
 std::vector<std::string> describe(const std::vector<ChecksumField>& fields) {
@@ -258,4 +260,26 @@ TEST(ChecksumFinder, Ext4SuperblockCrc32cWithoutFinalXor) {
   EXPECT_EQ(describe(findChecksums(MemoryByteSource(images), changingRuns(images)).found),
             std::vector<std::string>{
                 "0x7fc-0x7ff le crc32 0x1edc6f41 0xffffffff in out 0x0 unnamed of 0x400-0x7fb"});
+}
+
+// ustar archives of one 700-byte file of random bytes, each with its own time: the header's
+// checksum at 148 is the sum of its 512 bytes with the checksum read as blanks, written as six
+// octal digits, a NUL and a blank.
+TEST(ChecksumFinder, TarHeaderChecksumAsOctalText) {
+  if (run("command -v tar").empty()) GTEST_SKIP() << "tar is not installed";
+  char dir[] = "/tmp/ovrell-explain-XXXXXX";
+  ASSERT_NE(mkdtemp(dir), nullptr);
+  Files archives;
+  for (int i = 0; i < 6; ++i) {
+    const std::string out =
+        run(std::string("cd ") + dir + " && head -c 700 /dev/urandom > data.bin && touch -d @" +
+            std::to_string(1700000000 + i * 7919) +
+            " data.bin && tar --format=ustar --owner=0 --group=0 --numeric-owner -cf - data.bin");
+    archives.emplace_back(out.begin(), out.end());
+    ASSERT_EQ(archives.back().size(), 10240u);
+  }
+  run(std::string("rm -r ") + dir);
+  EXPECT_EQ(
+      describe(findChecksums(MemoryByteSource(archives), changingRuns(archives)).found),
+      std::vector<std::string>{"0x94-0x9b text 32-bit sum of bytes of 0x0-0x1ff field as blanks"});
 }
