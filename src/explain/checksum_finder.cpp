@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::size_t kChunk = 1 << 16;
 constexpr std::size_t kMaxPairs = 3;
-constexpr std::uint64_t kOnes = ~std::uint64_t{0};
 
 // A field that might hold a checksum, with its value in every file.
 struct Field {
@@ -195,7 +194,6 @@ class Finder {
   std::vector<std::pair<std::size_t, std::size_t>> segments_;  // the chunk's changing bytes
   std::set<std::tuple<std::size_t, std::size_t, std::uint64_t>> hits_;
   std::map<unsigned, double> tried_;  // candidate comparisons per width
-  std::uint64_t startsTried_ = 0;
   ChecksumSearch result_;
 };
 

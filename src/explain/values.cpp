@@ -181,11 +181,11 @@ std::vector<ValueField> findValues(const ByteSource& source, const std::vector<B
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& x, const auto& y) { return x.first < y.first; });
   std::vector<ValueField> kept;
-  for (const auto& [priority, field] : found)
+  for (const auto& entry : found)
     if (std::none_of(kept.begin(), kept.end(), [&](const ValueField& k) {
-          return k.firstByte <= field.lastByte && field.firstByte <= k.lastByte;
+          return k.firstByte <= entry.second.lastByte && entry.second.firstByte <= k.lastByte;
         }))
-      kept.push_back(field);
+      kept.push_back(entry.second);
   std::sort(kept.begin(), kept.end(),
             [](const ValueField& x, const ValueField& y) { return x.firstByte < y.firstByte; });
   return kept;
