@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <random>
 #include <string>
 #include <vector>
@@ -121,4 +122,26 @@ TEST(RunKinds, CountersTimestampsTextRandomAndTheRest) {
                                       "timestamp 32-35 unix-s-le 1700000000..1701296000",
                                       "timestamp 48-51 dos 1700000000..1700000900", "text 67-70 ",
                                       "random 96-159 ", "unexplained 192-223 "}));
+}
+
+// gzip members of one file stamped with different times: the header keeps MTIME, the file's
+// modification time in Unix seconds, little-endian at bytes 4-7.
+TEST(ValueFinder, GzipMtimeAsTheFilesOwnTime) {
+  AttributeValues mtime{"mtime", {}};
+  Files members;
+  for (int i = 0; i < 4; ++i) {
+    const std::string time = std::to_string(1700000000 + i * 654321);
+    const std::string command = "d=$(mktemp -d) && printf 'same text' > $d/f && touch -d @" + time +
+                                " $d/f && gzip -c $d/f && rm -r $d";
+    FILE* pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::vector<unsigned char> member;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) member.push_back(static_cast<unsigned char>(c));
+    pclose(pipe);
+    members.push_back(member);
+    mtime.values.push_back(time);
+  }
+  ASSERT_GT(members[0].size(), 20u);
+  EXPECT_EQ(describe(findValues(MemoryByteSource(members), changingRuns(members), {mtime})),
+            std::vector<std::string>{"4-7 mtime u32le decimal"});
 }
