@@ -21,6 +21,7 @@ struct Encoding {
   std::vector<std::string> bytes;
   bool open = false;
   int priority = 0;
+  char pad = '\0';  // right-aligned text: the pad its field may hold more of before it
 };
 
 bool parseNumber(const std::string& text, int base, bool allowPrefix, std::int64_t& out) {
@@ -93,7 +94,7 @@ void addIntegerEncodings(const std::vector<std::int64_t>& numbers, const std::st
       widest = std::max(widest, written.back().size());
     }
     for (char pad : {'0', ' ', '\0'}) {
-      Encoding e{name, readAs, {}, pad == '\0', priority + 10};
+      Encoding e{name, readAs, {}, pad == '\0', priority + 10, pad};
       for (const std::string& w : written)
         e.bytes.push_back(pad == '\0' ? w : std::string(widest - w.size(), pad) + w);
       out.push_back(std::move(e));
@@ -169,6 +170,12 @@ std::vector<ValueField> findValues(const ByteSource& source, const std::vector<B
                            e.name,
                            e.readAs,
                            8.0 * std::max<std::size_t>(1, changingBytes) * (distinct.size() - 1)};
+          // A right-aligned text field reaches over the pads before it that every file has.
+          while (e.pad != '\0' && field.firstByte > first &&
+                 std::all_of(window.begin(), window.end(), [&](const std::string& w) {
+                   return w[field.firstByte - 1 - first] == e.pad;
+                 }))
+            --field.firstByte;
           matches.push_back({e.priority, field});
         }
       }

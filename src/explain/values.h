@@ -6,7 +6,8 @@
 // "0x") and as text, in these encodings: integers of 1, 2, 4 or 8 bytes,
 // little- or big-endian, signed or not; ASCII decimal, hexadecimal or octal
 // text, right-aligned with zeros or blanks or left-aligned; the value's own
-// text. An integer field takes its natural width: the widest of 1, 2 and 4
+// text; right-aligned text reaches over the pads every file has before it.
+// An integer field takes its natural width: the widest of 1, 2 and 4
 // bytes that matches every file, extended over bytes that are the same
 // everywhere (a sample rate below 65536 stored as u32le is found as u32le),
 // 8 bytes only when a value needs them.

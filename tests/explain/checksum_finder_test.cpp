@@ -150,6 +150,19 @@ TEST(ChecksumFinder, FindsEveryFamilyWithItsRange) {
   EXPECT_TRUE(found.complete);
 }
 
+// Ranges longer than one read, starting off the word grid, so that words straddle the reads.
+TEST(ChecksumFinder, RangesAcrossReads) {
+  PlantedSet set(4, 0x14000);
+  set.randomize(0x1001, 0x13000);
+  set.plant(0x13000, 4, kLe, 0x1000, 0x13000, sum({SumKind::kSum, 32, 4, false}));
+  set.plant(0x13004, 4, kBe, 0x1000, 0x13004, crc(crcCatalogue()[0].params));
+  EXPECT_EQ(describe(set.search().found),
+            (std::vector<std::string>{
+                "0x13000-0x13003 le 32-bit sum of u32le words of 0x1000-0x12fff",
+                "0x13004-0x13007 be crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC "
+                "of 0x1000-0x13003"}));
+}
+
 TEST(ChecksumFinder, PolynomialsOutsideTheCatalogueWithTheirParameters) {
   PlantedSet set(8, 0x800);
   const CrcParams crc16{16, 0x3d65, 0xffff, true, true, 0xffff};

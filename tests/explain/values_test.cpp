@@ -50,8 +50,8 @@ TEST(ValueFinder, EveryEncodingAtItsNaturalWidth) {
   Files files(1, std::vector<unsigned char>(512));
   for (auto& byte : files[0]) byte = static_cast<unsigned char>(random());
   files.resize(kFiles, files[0]);
-  std::vector<AttributeValues> attributes = {
-      {"rate", {}}, {"serial", {}}, {"mtime", {}}, {"offset", {}}, {"name", {}}};
+  std::vector<AttributeValues> attributes = {{"rate", {}},   {"serial", {}}, {"mtime", {}},
+                                             {"offset", {}}, {"name", {}},   {"size", {}}};
   const int rates[] = {16000, 44100, 8000};
   const char* names[] = {"alpha", "beta", "gamma", "delta"};
   for (std::size_t f = 0; f < kFiles; ++f) {
@@ -65,17 +65,22 @@ TEST(ValueFinder, EveryEncodingAtItsNaturalWidth) {
     const int offset = f % 2 ? -5 * static_cast<int>(f) : 7 * static_cast<int>(f);
     put(files, f, 300, {char((offset >> 8) & 0xff), char(offset & 0xff)});
     put(files, f, 400, std::string(names[f % 4]) + '\0');
+    const int size = f * f * f * 7;  // decimal right-aligned in 6 blanks
+    std::snprintf(text, sizeof text, "%6d", size);
+    put(files, f, 450, text);
     attributes[0].values.push_back(std::to_string(rate));
     std::snprintf(text, sizeof text, "%08x", serial);
     attributes[1].values.push_back(text);
     attributes[2].values.push_back(std::to_string(1700000000 + f * 3600));
     attributes[3].values.push_back(std::to_string(offset));
     attributes[4].values.push_back(names[f % 4]);
+    attributes[5].values.push_back(std::to_string(size));
   }
-  EXPECT_EQ(describe(findValues(MemoryByteSource(files), changingRuns(files), attributes)),
-            (std::vector<std::string>{"24-27 rate u32le decimal", "39-42 serial u32le hex",
-                                      "136-146 mtime ascii-oct decimal",
-                                      "300-301 offset i16be decimal", "400-404 name text text"}));
+  EXPECT_EQ(
+      describe(findValues(MemoryByteSource(files), changingRuns(files), attributes)),
+      (std::vector<std::string>{"24-27 rate u32le decimal", "39-42 serial u32le hex",
+                                "136-146 mtime ascii-oct decimal", "300-301 offset i16be decimal",
+                                "400-404 name text text", "450-455 size ascii-dec decimal"}));
 }
 
 TEST(ValueFinder, NoSmallValueClaimedOnRandomBytes) {
