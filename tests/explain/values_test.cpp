@@ -1,0 +1,152 @@
+// The value finder on planted fields of every kind of encoding, next to
+// bytes that are the same everywhere, and on random bytes where a small
+// value would match by chance.
+#include "explain/values.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "explain/kinds.h"
+
+namespace {
+
+using Files = std::vector<std::vector<unsigned char>>;
+
+std::vector<ByteRun> changingRuns(const Files& files) {
+  std::vector<ByteRun> runs;
+  for (std::uint64_t i = 0; i < files[0].size(); ++i) {
+    bool differs = false;
+    for (const auto& file : files) differs |= file[i] != files[0][i];
+    if (!differs) continue;
+    if (!runs.empty() && runs.back().last + 1 == i)
+      runs.back().last = i;
+    else
+      runs.push_back({i, i});
+  }
+  return runs;
+}
+
+std::vector<std::string> describe(const std::vector<ValueField>& fields) {
+  std::vector<std::string> out;
+  for (const ValueField& f : fields)
+    out.push_back(std::to_string(f.firstByte) + "-" + std::to_string(f.lastByte) + " " +
+                  f.attribute + " " + f.encoding + " " + f.readAs);
+  return out;
+}
+
+void put(Files& files, std::size_t file, std::size_t pos, const std::string& bytes) {
+  std::copy(bytes.begin(), bytes.end(), files[file].begin() + pos);
+}
+
+}  // namespace
+
+TEST(ValueFinder, EveryEncodingAtItsNaturalWidth) {
+  const std::size_t kFiles = 12;
+  std::mt19937 random(3);
+  Files files(1, std::vector<unsigned char>(512));
+  for (auto& byte : files[0]) byte = static_cast<unsigned char>(random());
+  files.resize(kFiles, files[0]);
+  std::vector<AttributeValues> attributes = {{"rate", {}},   {"serial", {}}, {"mtime", {}},
+                                             {"offset", {}}, {"name", {}},   {"size", {}}};
+  const int rates[] = {16000, 44100, 8000};
+  const char* names[] = {"alpha", "beta", "gamma", "delta"};
+  for (std::size_t f = 0; f < kFiles; ++f) {
+    const int rate = rates[f % 3];
+    put(files, f, 24, {char(rate & 0xff), char(rate >> 8), 0, 0});  // u32le, top bytes zero
+    const std::uint32_t serial = random();
+    put(files, f, 39, {char(serial), char(serial >> 8), char(serial >> 16), char(serial >> 24)});
+    char text[16];
+    std::snprintf(text, sizeof text, "%011o", 1700000000 + static_cast<int>(f) * 3600);
+    put(files, f, 136, std::string(text, 12));  // octal, zero-padded, NUL-terminated
+    const int offset = f % 2 ? -5 * static_cast<int>(f) : 7 * static_cast<int>(f);
+    put(files, f, 300, {char((offset >> 8) & 0xff), char(offset & 0xff)});
+    put(files, f, 400, std::string(names[f % 4]) + '\0');
+    const int size = f * f * f * 7;  // decimal right-aligned in 6 blanks
+    std::snprintf(text, sizeof text, "%6d", size);
+    put(files, f, 450, text);
+    attributes[0].values.push_back(std::to_string(rate));
+    std::snprintf(text, sizeof text, "%08x", serial);
+    attributes[1].values.push_back(text);
+    attributes[2].values.push_back(std::to_string(1700000000 + f * 3600));
+    attributes[3].values.push_back(std::to_string(offset));
+    attributes[4].values.push_back(names[f % 4]);
+    attributes[5].values.push_back(std::to_string(size));
+  }
+  EXPECT_EQ(
+      describe(findValues(MemoryByteSource(files), changingRuns(files), attributes)),
+      (std::vector<std::string>{"24-27 rate u32le decimal", "39-42 serial u32le hex",
+                                "136-146 mtime ascii-oct decimal", "300-301 offset i16be decimal",
+                                "400-404 name text text", "450-455 size ascii-dec decimal"}));
+}
+
+TEST(ValueFinder, NoSmallValueClaimedOnRandomBytes) {
+  std::mt19937 random(9);
+  Files files(4, std::vector<unsigned char>(4096));
+  AttributeValues level{"level", {}};
+  for (auto& file : files) {
+    for (auto& byte : file) byte = static_cast<unsigned char>(random());
+    level.values.push_back(std::to_string(file[2000]));  // there by construction, yet chance
+  }
+  EXPECT_EQ(describe(findValues(MemoryByteSource(files), changingRuns(files), {level})),
+            std::vector<std::string>{});
+}
+
+TEST(RunKinds, CountersTimestampsTextRandomAndTheRest) {
+  const std::size_t kFiles = 16;
+  std::mt19937 random(4);
+  Files files(kFiles, std::vector<unsigned char>(256, 0x55));
+  for (std::size_t f = 0; f < kFiles; ++f) {
+    const std::uint32_t count = 500 - 20 * f, time = 1700000000 + 86400 * ((f * 7) % 16);
+    put(files, f, 8, {char(count >> 8), char(count)});  // falling u16be after a 0x55 byte
+    put(files, f, 32, {char(time), char(time >> 8), char(time >> 16), char(time >> 24)});
+    // 2023-11-14 22:13:20 and up to 15 minutes later, out of order, as DOS time then date.
+    const unsigned dosTime = (22 << 11) | ((13 + (f * 5) % 16) << 5) | 10,
+                   dosDate = (43 << 9) | (11 << 5) | 14;
+    put(files, f, 48, {char(dosTime), char(dosTime >> 8), char(dosDate), char(dosDate >> 8)});
+    put(files, f, 64, "id-" + std::to_string(1000 + random() % 9000));
+    for (int i = 96; i < 160; ++i) files[f][i] = static_cast<unsigned char>(random());
+    for (int i = 192; i < 224; ++i) files[f][i] = static_cast<unsigned char>(random() % 2);
+  }
+  const MemoryByteSource source(files);
+  std::vector<std::string> kinds;
+  for (const ByteRun& run : changingRuns(files)) {
+    const RunClass c = classifyRun(source, run);
+    std::string line = std::string(runKindName(c.kind)) + " " + std::to_string(c.firstByte) + "-" +
+                       std::to_string(c.lastByte) + " " + c.encoding;
+    if (c.kind == RunKind::kTimestamp)
+      line += " " + std::to_string(c.earliest) + ".." + std::to_string(c.latest);
+    if (c.kind == RunKind::kCounter) line += c.rising ? " rising" : " falling";
+    if (kinds.empty() || kinds.back() != line) kinds.push_back(line);
+  }
+  EXPECT_EQ(kinds,
+            (std::vector<std::string>{"counter 8-9 u16be falling",
+                                      "timestamp 32-35 unix-s-le 1700000000..1701296000",
+                                      "timestamp 48-51 dos 1700000000..1700000900", "text 67-70 ",
+                                      "random 96-159 ", "unexplained 192-223 "}));
+}
+
+// gzip members of one file stamped with different times: the header keeps MTIME, the file's
+// modification time in Unix seconds, little-endian at bytes 4-7.
+TEST(ValueFinder, GzipMtimeAsTheFilesOwnTime) {
+  AttributeValues mtime{"mtime", {}};
+  Files members;
+  for (int i = 0; i < 4; ++i) {
+    const std::string time = std::to_string(1700000000 + i * 654321);
+    const std::string command = "d=$(mktemp -d) && printf 'same text' > $d/f && touch -d @" + time +
+                                " $d/f && gzip -c $d/f && rm -r $d";
+    FILE* pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::vector<unsigned char> member;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) member.push_back(static_cast<unsigned char>(c));
+    pclose(pipe);
+    members.push_back(member);
+    mtime.values.push_back(time);
+  }
+  ASSERT_GT(members[0].size(), 20u);
+  EXPECT_EQ(describe(findValues(MemoryByteSource(members), changingRuns(members), {mtime})),
+            std::vector<std::string>{"4-7 mtime u32le decimal"});
+}
