@@ -60,17 +60,8 @@ int main(int argc, char** argv) {
     store(file, pages[3] + kPage - 1, 1,
           computeSum({SumKind::kSum, 8, 1, false}, p + pages[3], kPage - 1));
   }
-  std::vector<ByteRun> runs;
-  for (std::size_t i = 0; i < kLength; ++i) {
-    bool differs = false;
-    for (const auto& file : files) differs |= file[i] != files[0][i];
-    if (!differs) continue;
-    if (!runs.empty() && runs.back().last + 1 == i)
-      runs.back().last = i;
-    else
-      runs.push_back({i, i});
-  }
   const MemoryByteSource source(std::move(files));
+  const std::vector<ByteRun> runs = changingRuns(source);
   const auto start = std::chrono::steady_clock::now();
   const ChecksumSearch found = findChecksums(source, runs);
   std::printf("finder: %zu files of %zu bytes, %zu changing runs: %.2f s, %zu checksums found\n",

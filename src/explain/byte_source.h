@@ -44,4 +44,8 @@ struct ByteRun {
   std::uint64_t last;
 };
 
+// The changing runs of `source`, ascending, read a window of every file at
+// a time (memory: the window times the file count).
+std::vector<ByteRun> changingRuns(const ByteSource& source);
+
 #endif  // OVRELL_EXPLAIN_BYTE_SOURCE_H_

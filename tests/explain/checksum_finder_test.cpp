@@ -19,17 +19,7 @@ namespace {
 using Files = std::vector<std::vector<unsigned char>>;
 
 std::vector<ByteRun> changingRuns(const Files& files) {
-  std::vector<ByteRun> runs;
-  for (std::uint64_t i = 0; i < files[0].size(); ++i) {
-    bool differs = false;
-    for (const auto& file : files) differs |= file[i] != files[0][i];
-    if (!differs) continue;
-    if (!runs.empty() && runs.back().last + 1 == i)
-      runs.back().last = i;
-    else
-      runs.push_back({i, i});
-  }
-  return runs;
+  return changingRuns(MemoryByteSource(files));
 }
 
 // `count` files of `length` bytes, random but equal, then bytes [first, end) random in each.
