@@ -126,21 +126,22 @@ TEST(Failures, ResultsThroughLinksAndOldResultsOfOthers) {
   const Sandbox sb;
   chmod(sb.root.c_str(), 0755);
   EXPECT_EQ(
-      runScript(sb, "",
-                std::string(kData) +
-                    "chmod 1777 .; echo old > t1; echo old > t2; ln -s t1 l1; ln -s t2 l2; "
-                    "ln -s t3 l3; o() { \"$OVRELL\" \"$@\"; echo \" = $?\"; }; "
-                    "o -p p.txt -n -f 1 -c l1 -d l2 H; find . -type l | sort; wc -c < t1; "
-                    "head -c 1 t2; echo; \"$OVRELL\" -p p.txt -d l3 G >/dev/full; echo \" = $?\"; "
-                    "find . -type l | sort; ls t3; echo old > r; chmod 666 r; "
-                    "setpriv --reuid=nobody --regid=nogroup --clear-groups \"$OVRELL\" -p p.txt "
-                    "-c r G; echo \" = $?\"; cat r; setpriv --reuid=nobody --regid=nogroup "
-                    "--clear-groups touch __partialResult1_tmp; o -p p.txt -c r -d d G; cat r; ls"),
-      " = 0\n./l1\n./l2\n./l3\n196608\n(\n"
-      "ovrell: cannot write standard output: No space left on device\n = 1\n./l1\n./l2\n./l3\n"
-      "ls: cannot access 't3': No such file or directory\n"
+      runScript(
+          sb, "",
+          std::string(kData) +
+              "chmod 1777 .; echo old > t1; echo old > t2; ln -s t1 l1; ln -s t2 l2; "
+              "mkdir s; ln -s t3 s/l3; o() { \"$OVRELL\" \"$@\"; echo \" = $?\"; }; "
+              "o -p p.txt -n -f 1 -c l1 -d l2 H; find . -type l | sort; wc -c < t1; "
+              "head -c 1 t2; echo; \"$OVRELL\" -p p.txt -d s/l3 G >/dev/full; echo \" = $?\"; "
+              "find . -type l | sort; ls s; echo old > r; chmod 666 r; "
+              "setpriv --reuid=nobody --regid=nogroup --clear-groups \"$OVRELL\" -p p.txt "
+              "-c r G; echo \" = $?\"; cat r; setpriv --reuid=nobody --regid=nogroup "
+              "--clear-groups touch __partialResult1_tmp; o -p p.txt -c r -d d G; cat r; ls"),
+      " = 0\n./l1\n./l2\n./s/l3\n196608\n(\n"
+      "ovrell: cannot write standard output: No space left on device\n = 1\n./l1\n./l2\n./s/l3\n"
+      "l3\n"
       "ovrell: cannot delete the old commonalities file 'r': Operation not permitted; nothing "
       "was written\n = 1\nold\novrell: the partial results file '__partialResult1_tmp' "
       "belongs to another user; nothing was deleted or written\n = 1\nold\n"
-      "__partialResult1_tmp\na\nb\nc\nl1\nl2\nl3\np.txt\nr\nt1\nt2\n");
+      "__partialResult1_tmp\na\nb\nc\nl1\nl2\np.txt\nr\ns\nt1\nt2\n");
 }
