@@ -3,12 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <climits>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "base/file_identity.h"
 #include "base/output.h"
 
 namespace {
@@ -35,23 +35,11 @@ std::string& scratchFile() {
 }
 volatile std::sig_atomic_t cleanedUp = 0;
 
-// The file `name` stands for once its symbolic links are followed, whether
-// the last one points to a file that is there or not; `name` itself when it
-// is no link (or a loop of them).
+// The file `name` stands for once its symbolic links are followed; `name`
+// itself when it is no link (or a loop of them).
 std::string linkTarget(const std::string& name) {
-  std::string target = name;
-  for (int hops = 0; hops < 40; ++hops) {
-    struct stat status {};
-    if (::lstat(target.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return target;
-    std::string link(PATH_MAX, '\0');
-    const ssize_t length = ::readlink(target.c_str(), &link[0], link.size());
-    if (length < 0) return target;
-    link.resize(static_cast<std::size_t>(length));
-    const std::size_t slash = target.rfind('/');
-    target =
-        link[0] == '/' || slash == std::string::npos ? link : target.substr(0, slash + 1) + link;
-  }
-  return name;
+  const std::string end = endOfLinks(name);
+  return end.empty() ? name : end;
 }
 
 // Only calls that are safe in a signal handler.

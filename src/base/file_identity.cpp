@@ -1,8 +1,10 @@
 #include "base/file_identity.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <boost/filesystem/operations.hpp>
+#include <climits>
 
 namespace fs = boost::filesystem;
 
@@ -30,4 +32,18 @@ bool sameFile(const FileIdentity& a, const FileIdentity& b) {
   struct stat status {};
   if (a.there != b.there && ::stat((a.there ? b : a).normal().c_str(), &status) != 0) return false;
   return a.normal() == b.normal();
+}
+
+std::string endOfLinks(std::string path) {
+  for (int hops = 0; hops < 40; ++hops) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return path;
+    char next[PATH_MAX];
+    const ssize_t length = ::readlink(path.c_str(), next, sizeof next);
+    if (length <= 0 || static_cast<std::size_t>(length) == sizeof next) return path;
+    const std::size_t slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    path = next[0] == '/' ? std::string(next, length) : directory + std::string(next, length);
+  }
+  return std::string();
 }

@@ -30,6 +30,11 @@ struct FileIdentity {
 };
 
 FileIdentity fileIdentity(const std::string& name);
+
+// Where the chain of symbolic links that starts at `path` ends (the path
+// itself when it is no link); the end need not be there. Empty after too
+// many links (a loop).
+std::string endOfLinks(std::string path);
 bool sameFile(const FileIdentity& a, const FileIdentity& b);
 
 #endif  // OVRELL_BASE_FILE_IDENTITY_H_

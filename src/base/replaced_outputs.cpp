@@ -6,11 +6,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstring>
 #include <iostream>
 
 #include "base/fatal.h"
+#include "base/file_identity.h"
 #include "base/output.h"
 
 struct ReplacedOutputs::Output {
@@ -24,7 +24,6 @@ struct ReplacedOutputs::Output {
 
 namespace {
 
-constexpr int kMostLinks = 40;
 constexpr std::size_t kLongestBase = 200;  // of a name the temporary name is made from
 
 ExitHandler previousExitHandler = nullptr;
@@ -48,23 +47,6 @@ class SignalsHeld {
  private:
   sigset_t old_;
 };
-
-// Where the chain of symbolic links that starts at `path` ends (the path
-// itself when it is no link); the end need not be there. Empty after too
-// many links.
-std::string endOfLinks(std::string path) {
-  for (int hops = 0; hops < kMostLinks; ++hops) {
-    struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0 || !S_ISLNK(status.st_mode)) return path;
-    char next[PATH_MAX];
-    const ssize_t length = ::readlink(path.c_str(), next, sizeof next);
-    if (length <= 0 || static_cast<std::size_t>(length) == sizeof next) return path;
-    const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
-    path = next[0] == '/' ? std::string(next, length) : directory + std::string(next, length);
-  }
-  return std::string();
-}
 
 bool isStandardOutput(const std::string& path) {
   struct stat out {
