@@ -1,0 +1,75 @@
+#include "explain/checksum_evidence.h"
+
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+
+namespace {
+
+double candidatesFor(const SearchState& search, const CandidateField& field) {
+  const auto it = search.tried.find(field.width());
+  return std::max(1.0, (it == search.tried.end() ? 0 : it->second) * search.fields.size());
+}
+
+// Which of two explanations to keep when they cannot both be the format's: named CRCs, then
+// CRCs with the initial values formats use, then wider fields, then sums with their field after
+// their range, before it, around it; the shorter range first.
+auto rank(const ChecksumField& f) {
+  const bool usualInit = !f.isCrc || f.crc.init == 0 || f.crc.init == widthMask(f.crc.width);
+  const int placement = f.fieldAsZeros ? 2 : f.coversLast < f.firstByte ? 0 : 1;
+  return std::tuple{!f.isCrc,   f.name == nullptr,
+                    !usualInit, -static_cast<std::int64_t>(f.lastByte - f.firstByte),
+                    placement,  f.coversLast - f.coversFirst};
+}
+
+// Two explanations in conflict: their fields overlap, or each one's range holds the other's
+// field (a checksum over its own range's checksum is a consequence, not a second finding).
+bool conflict(const ChecksumField& x, const ChecksumField& y) {
+  const auto covers = [](const ChecksumField& f, const ChecksumField& g) {
+    return f.coversFirst <= g.firstByte && g.lastByte <= f.coversLast;
+  };
+  return (x.firstByte <= y.lastByte && y.firstByte <= x.lastByte) || (covers(x, y) && covers(y, x));
+}
+
+}  // namespace
+
+void accept(SearchState& search, const CandidateField& field, const ChecksumCandidate& c,
+            std::uint64_t first, std::uint64_t end) {
+  for (std::size_t file = 0; file < search.files; ++file)
+    if (search.checksumOf(file, c, first, end, field) != field.values[file]) return;
+  ChecksumField found;
+  found.firstByte = field.pos;
+  found.lastByte = field.pos + field.size - 1;
+  found.byteOrder = field.order;
+  found.isCrc = c.isCrc;
+  found.crc = c.crc;
+  found.name = c.isCrc ? crcName(c.crc) : nullptr;
+  found.sum = c.sum;
+  found.coversFirst = first;
+  found.coversLast = end - 1;
+  found.fieldAsZeros = c.around && !c.blanks;
+  found.fieldAsBlanks = c.blanks;
+  found.candidates = candidatesFor(search, field);
+  found.chance =
+      std::exp2(std::log2(found.candidates) - field.evidenceBits() * (field.distinct - 1));
+  if (found.chance < search.limits.maxChance) {
+    search.done[&field - search.fields.data()] = true;
+    search.result.found.push_back(found);
+  } else {
+    search.result.tooFewFiles.push_back(found);
+  }
+}
+
+std::vector<ChecksumField> keepLikeliest(std::vector<ChecksumField> found) {
+  std::vector<ChecksumField> kept;
+  std::sort(found.begin(), found.end(),
+            [](const ChecksumField& x, const ChecksumField& y) { return rank(x) < rank(y); });
+  for (const ChecksumField& f : found)
+    if (std::none_of(kept.begin(), kept.end(),
+                     [&](const ChecksumField& k) { return conflict(k, f); }))
+      kept.push_back(f);
+  std::sort(kept.begin(), kept.end(), [](const ChecksumField& x, const ChecksumField& y) {
+    return x.firstByte < y.firstByte;
+  });
+  return kept;
+}

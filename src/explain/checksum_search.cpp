@@ -1,0 +1,47 @@
+#include "explain/checksum_search.h"
+
+#include <algorithm>
+#include <memory>
+
+std::uint64_t SearchState::stretchStart(std::uint64_t s) const {
+  std::uint64_t lo = 0;
+  for (const ByteRun& r : runs) {
+    if (r.first >= s) break;
+    lo = r.last + 1 > s ? s : r.last + 1;
+  }
+  return lo;
+}
+
+std::uint64_t SearchState::nextChanging(std::uint64_t b) const {
+  for (const ByteRun& r : runs)
+    if (r.last >= b) return std::max(r.first, b);
+  return source.length();
+}
+
+std::uint64_t SearchState::checksumOf(std::size_t file, const ChecksumCandidate& c,
+                                      std::uint64_t first, std::uint64_t end,
+                                      const CandidateField& field) const {
+  std::unique_ptr<Crc> crc;
+  std::unique_ptr<SumAccumulator> sum;
+  std::uint64_t reg = 0;
+  if (c.isCrc) {
+    crc = std::make_unique<Crc>(c.crc);
+    reg = crc->start();
+  } else {
+    sum = std::make_unique<SumAccumulator>(c.sum);
+  }
+  std::vector<unsigned char> buffer(kChunk);
+  for (std::uint64_t at = first; at < end; at += kChunk) {
+    const std::size_t count = std::min<std::uint64_t>(kChunk, end - at);
+    source.read(file, at, count, buffer.data());
+    if (c.around)
+      for (std::uint64_t p = std::max(at, field.pos);
+           p < std::min(at + count, field.pos + field.size); ++p)
+        buffer[p - at] = c.blanks ? ' ' : 0;
+    if (crc)
+      reg = crc->update(reg, buffer.data(), count);
+    else
+      sum->feed(buffer.data(), count);
+  }
+  return crc ? crc->finish(reg) : sum->value();
+}
