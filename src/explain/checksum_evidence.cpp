@@ -53,7 +53,9 @@ void accept(SearchState& search, const CandidateField& field, const ChecksumCand
   found.chance =
       std::exp2(std::log2(found.candidates) - field.evidenceBits() * (field.distinct - 1));
   if (found.chance < search.limits.maxChance) {
-    search.done[&field - search.fields.data()] = true;
+    // A sum of no more bytes than its field is a copy of other bytes: a checksum of what they
+    // cover may still be found, and ranks first.
+    if (c.isCrc || end - first > field.size) search.done[&field - search.fields.data()] = true;
     search.result.found.push_back(found);
   } else {
     search.result.tooFewFiles.push_back(found);

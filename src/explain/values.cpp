@@ -21,7 +21,8 @@ struct Encoding {
   std::vector<std::string> bytes;
   bool open = false;
   int priority = 0;
-  char pad = '\0';  // right-aligned text: the pad its field may hold more of before it
+  char pad = '\0';          // right-aligned text: the pad its field may hold more of before it
+  bool zeroPadded = false;  // BCD: its field may hold more zero bytes before it
 };
 
 bool parseNumber(const std::string& text, int base, bool allowPrefix, std::int64_t& out) {
@@ -50,6 +51,30 @@ bool fits(std::int64_t value, unsigned width, bool isSigned) {
   return isSigned
              ? value >= -(std::int64_t{1} << (bits - 1)) && value < (std::int64_t{1} << (bits - 1))
              : value >= 0 && value < (std::int64_t{1} << bits);
+}
+
+// Packed BCD of `value`'s decimal digits, two per byte, the first digit in the high nibble
+// (or the low one when `swapped`), right-aligned in `width` bytes.
+std::string bcdBytes(std::int64_t value, std::size_t width, bool swapped) {
+  std::string bytes(width, '\0');
+  for (std::size_t k = width; k-- > 0 && value > 0;) {
+    const int low = static_cast<int>(value % 10), high = static_cast<int>(value / 10 % 10);
+    bytes[k] = static_cast<char>(swapped ? low << 4 | high : high << 4 | low);
+    value /= 100;
+  }
+  return bytes;
+}
+
+void addBcdEncodings(const std::vector<std::int64_t>& numbers, int priority,
+                     std::vector<Encoding>& out) {
+  std::size_t width = 1;
+  for (std::int64_t v : numbers) width = std::max(width, (std::to_string(v).size() + 1) / 2);
+  for (bool swapped : {false, true}) {
+    Encoding e{swapped ? "bcd-swapped" : "bcd", "decimal", {}, false, priority + swapped};
+    e.zeroPadded = true;
+    for (std::int64_t v : numbers) e.bytes.push_back(bcdBytes(v, width, swapped));
+    out.push_back(std::move(e));
+  }
 }
 
 std::string text(std::int64_t value, const char* format) {
@@ -82,8 +107,9 @@ void addIntegerEncodings(const std::vector<std::int64_t>& numbers, const std::st
       out.push_back(std::move(e));
     }
   }
-  // ASCII text of the number, right-aligned with zeros or blanks, or left-aligned.
+  // ASCII text of the number, right-aligned with zeros or blanks, or left-aligned; BCD.
   if (isSigned) return;
+  if (readAs == "decimal") addBcdEncodings(numbers, priority + 5, out);
   const std::pair<const char*, const char*> texts[] = {
       {"ascii-dec", "%lld"}, {"ascii-hex", "%llx"}, {"ascii-hex", "%llX"}, {"ascii-oct", "%llo"}};
   for (const auto& [name, format] : texts) {
@@ -124,67 +150,92 @@ std::vector<Encoding> encodingsOf(const AttributeValues& attribute) {
 
 bool isWordByte(unsigned char c) { return std::isalnum(c) != 0; }
 
+// The bytes of every file around one changing run: [first, end).
+struct Window {
+  std::uint64_t first, end;
+  std::vector<std::string> files;
+};
+
+Window readWindow(const ByteSource& source, const ByteRun& run) {
+  Window w;
+  w.first = run.first > kMargin ? run.first - kMargin : 0;
+  w.end = std::min({source.length(), run.last + 1 + kMargin, w.first + kWindow});
+  w.files.assign(source.files(), std::string(w.end - w.first, '\0'));
+  for (std::size_t f = 0; f < source.files(); ++f)
+    source.read(f, w.first, w.end - w.first, reinterpret_cast<unsigned char*>(&w.files[f][0]));
+  return w;
+}
+
+// Whether every file holds its bytes of `e` at `p`.
+bool holdsAt(const Window& w, const Encoding& e, std::uint64_t p) {
+  for (std::size_t f = 0; f < w.files.size(); ++f) {
+    const std::string& want = e.bytes[f];
+    if (w.files[f].compare(p - w.first, want.size(), want) != 0) return false;
+    if (e.open && p + want.size() < w.end && isWordByte(w.files[f][p - w.first + want.size()]))
+      return false;
+  }
+  return true;
+}
+
+// The field of `e` at `p`, with its evidence in bits (in `chance` until the candidates are
+// counted): the bytes of the field that change, once per distinct value past the first.
+ValueField fieldAt(const Window& w, const Encoding& e, std::uint64_t p, std::size_t widest,
+                   const std::string& attribute, std::size_t distinct) {
+  std::size_t changingBytes = 0;
+  for (std::size_t k = 0; k < widest; ++k)
+    changingBytes += std::any_of(w.files.begin(), w.files.end(), [&](const std::string& file) {
+      return file[p - w.first + k] != w.files[0][p - w.first + k];
+    });
+  ValueField field{p,         p + widest - 1,
+                   attribute, e.name,
+                   e.readAs,  8.0 * std::max<std::size_t>(1, changingBytes) * (distinct - 1)};
+  // A right-aligned field reaches over the pads before it that every file has.
+  const char pad = e.zeroPadded ? '\0' : e.pad;
+  while ((e.pad != '\0' || e.zeroPadded) && field.firstByte > w.first &&
+         std::all_of(w.files.begin(), w.files.end(), [&](const std::string& file) {
+           return file[field.firstByte - 1 - w.first] == pad;
+         }))
+    --field.firstByte;
+  return field;
+}
+
+// The fields of one attribute with their chance, counting the positions and encodings tried.
+void findAttribute(const ByteSource& source, const std::vector<ByteRun>& changing,
+                   const AttributeValues& attribute, double maxChance,
+                   std::vector<std::pair<int, ValueField>>& found) {
+  const std::set<std::string> distinct(attribute.values.begin(), attribute.values.end());
+  if (distinct.size() < 2 || attribute.values.size() != source.files()) return;
+  const std::vector<Encoding> encodings = encodingsOf(attribute);
+  double tried = 0;
+  std::vector<std::pair<int, ValueField>> matches;
+  for (const ByteRun& run : changing) {
+    const Window w = readWindow(source, run);
+    for (const Encoding& e : encodings) {
+      std::size_t widest = 0;
+      for (const std::string& b : e.bytes) widest = std::max(widest, b.size());
+      for (std::uint64_t p = w.first; p + widest <= w.end; ++p) {
+        if (p + widest <= run.first || p > run.last) continue;
+        ++tried;
+        if (holdsAt(w, e, p))
+          matches.push_back(
+              {e.priority, fieldAt(w, e, p, widest, attribute.name, distinct.size())});
+      }
+    }
+  }
+  for (auto& [priority, field] : matches) {
+    field.chance = std::exp2(std::log2(std::max(1.0, tried)) - field.chance);
+    if (field.chance < maxChance) found.push_back({priority, field});
+  }
+}
+
 }  // namespace
 
 std::vector<ValueField> findValues(const ByteSource& source, const std::vector<ByteRun>& changing,
                                    const std::vector<AttributeValues>& attributes,
                                    double maxChance) {
-  const std::uint64_t length = source.length();
-  const std::size_t files = source.files();
   std::vector<std::pair<int, ValueField>> found;  // with the encoding's priority
-  for (const AttributeValues& attribute : attributes) {
-    const std::set<std::string> distinct(attribute.values.begin(), attribute.values.end());
-    if (distinct.size() < 2 || attribute.values.size() != files) continue;
-    const std::vector<Encoding> encodings = encodingsOf(attribute);
-    double tried = 0;
-    std::vector<std::pair<int, ValueField>> matches;
-    for (const ByteRun& run : changing) {
-      const std::uint64_t first = run.first > kMargin ? run.first - kMargin : 0;
-      const std::uint64_t end = std::min({length, run.last + 1 + kMargin, first + kWindow});
-      std::vector<std::string> window(files, std::string(end - first, '\0'));
-      for (std::size_t f = 0; f < files; ++f)
-        source.read(f, first, end - first, reinterpret_cast<unsigned char*>(&window[f][0]));
-      for (const Encoding& e : encodings) {
-        std::size_t widest = 0;
-        for (const std::string& b : e.bytes) widest = std::max(widest, b.size());
-        for (std::uint64_t p = first; p + widest <= end; ++p) {
-          if (p + widest <= run.first || p > run.last) continue;
-          ++tried;
-          bool all = true;
-          for (std::size_t f = 0; f < files && all; ++f) {
-            const std::string& want = e.bytes[f];
-            all = window[f].compare(p - first, want.size(), want) == 0 &&
-                  !(e.open && p + want.size() < end &&
-                    isWordByte(window[f][p - first + want.size()]));
-          }
-          if (!all) continue;
-          // Evidence: the bytes of the field that change, once per distinct value past the first.
-          std::size_t changingBytes = 0;
-          for (std::size_t k = 0; k < widest; ++k)
-            changingBytes += std::any_of(window.begin(), window.end(), [&](const std::string& w) {
-              return w[p - first + k] != window[0][p - first + k];
-            });
-          ValueField field{p,
-                           p + widest - 1,
-                           attribute.name,
-                           e.name,
-                           e.readAs,
-                           8.0 * std::max<std::size_t>(1, changingBytes) * (distinct.size() - 1)};
-          // A right-aligned text field reaches over the pads before it that every file has.
-          while (e.pad != '\0' && field.firstByte > first &&
-                 std::all_of(window.begin(), window.end(), [&](const std::string& w) {
-                   return w[field.firstByte - 1 - first] == e.pad;
-                 }))
-            --field.firstByte;
-          matches.push_back({e.priority, field});
-        }
-      }
-    }
-    for (auto& [priority, field] : matches) {
-      field.chance = std::exp2(std::log2(std::max(1.0, tried)) - field.chance);
-      if (field.chance < maxChance) found.push_back({priority, field});
-    }
-  }
+  for (const AttributeValues& attribute : attributes)
+    findAttribute(source, changing, attribute, maxChance, found);
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& x, const auto& y) { return x.first < y.first; });
   std::vector<ValueField> kept;

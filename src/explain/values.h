@@ -5,8 +5,10 @@
 // A value is tried as a decimal integer, as hexadecimal (with or without
 // "0x") and as text, in these encodings: integers of 1, 2, 4 or 8 bytes,
 // little- or big-endian, signed or not; ASCII decimal, hexadecimal or octal
-// text, right-aligned with zeros or blanks or left-aligned; the value's own
-// text; right-aligned text reaches over the pads every file has before it.
+// text, right-aligned with zeros or blanks or left-aligned; packed BCD of a
+// decimal value (two digits a byte, the first in the high nibble, "bcd", or
+// in the low one, "bcd-swapped"); the value's own text. Right-aligned text
+// reaches over the pads every file has before it, BCD over zero bytes.
 // An integer field takes its natural width: the widest of 1, 2 and 4
 // bytes that matches every file, extended over bytes that are the same
 // everywhere (a sample rate below 65536 stored as u32le is found as u32le),
@@ -35,7 +37,8 @@ struct ValueField {
   std::uint64_t firstByte = 0;  // inclusive
   std::uint64_t lastByte = 0;
   std::string attribute;
-  // "u8", "u16le", ..., "i32be", ..., "ascii-dec", "ascii-hex", "ascii-oct" or "text".
+  // "u8", "u16le", ..., "i32be", ..., "ascii-dec", "ascii-hex", "ascii-oct", "bcd",
+  // "bcd-swapped" or "text".
   std::string encoding;
   std::string readAs;  // how the values were read: "decimal", "hex" or "text"
   double chance = 0;

@@ -286,3 +286,22 @@ TEST(ChecksumFinder, TarHeaderChecksumAsOctalText) {
       describe(findChecksums(MemoryByteSource(archives), changingRuns(archives)).found),
       std::vector<std::string>{"0x94-0x9b text 32-bit sum of bytes of 0x0-0x1ff field as blanks"});
 }
+
+// Zip archives of one stored file of 700 random bytes, made with no extra fields (-X) and one
+// time: the local header's CRC-32 of the data sits at 14, before the data at 31 (its 30 bytes
+// and a one-byte name), and again in the central directory's header at 731 + 16.
+TEST(ChecksumFinder, ZipLocalHeaderCrcBeforeItsRange) {
+  if (run("command -v zip").empty()) GTEST_SKIP() << "zip is not installed";
+  Files archives;
+  for (int i = 0; i < 4; ++i) {
+    const std::string out =
+        run("d=$(mktemp -d) && cd $d && head -c 700 /dev/urandom > d && touch -d @1700000000 d && "
+            "zip -q -X -0 a.zip d && cat a.zip && rm -r $d");
+    archives.emplace_back(out.begin(), out.end());
+    ASSERT_EQ(archives.back().size(), 800u);
+  }
+  const std::string crc32 = " le crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC of ";
+  EXPECT_EQ(describe(findChecksums(MemoryByteSource(archives), changingRuns(archives)).found),
+            (std::vector<std::string>{"0xe-0x11" + crc32 + "0x1f-0x2da",
+                                      "0x2eb-0x2ee" + crc32 + "0x1f-0x2da"}));
+}

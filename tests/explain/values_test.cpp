@@ -6,11 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <string>
 #include <vector>
-
-#include "explain/kinds.h"
 
 namespace {
 
@@ -85,38 +84,55 @@ TEST(ValueFinder, NoSmallValueClaimedOnRandomBytes) {
             std::vector<std::string>{});
 }
 
-TEST(RunKinds, CountersTimestampsTextRandomAndTheRest) {
-  const std::size_t kFiles = 16;
-  std::mt19937 random(4);
-  Files files(kFiles, std::vector<unsigned char>(256, 0x55));
+// Packed BCD at the start, middle and end: a serial in four bytes, a number with its nibbles
+// swapped, and a small count right-aligned in four bytes of zeros.
+TEST(ValueFinder, PackedBcdBothNibbleOrders) {
+  const std::size_t kFiles = 12;
+  std::mt19937 random(7);
+  Files files(1, std::vector<unsigned char>(512));
+  for (auto& byte : files[0]) byte = static_cast<unsigned char>(random() | 1);
+  files.resize(kFiles, files[0]);
+  std::vector<AttributeValues> attributes = {{"serial", {}}, {"id", {}}, {"count", {}}};
   for (std::size_t f = 0; f < kFiles; ++f) {
-    const std::uint32_t count = 500 - 20 * f, time = 1700000000 + 86400 * ((f * 7) % 16);
-    put(files, f, 8, {char(count >> 8), char(count)});  // falling u16be after a 0x55 byte
-    put(files, f, 32, {char(time), char(time >> 8), char(time >> 16), char(time >> 24)});
-    // 2023-11-14 22:13:20 and up to 15 minutes later, out of order, as DOS time then date.
-    const unsigned dosTime = (22 << 11) | ((13 + (f * 5) % 16) << 5) | 10,
-                   dosDate = (43 << 9) | (11 << 5) | 14;
-    put(files, f, 48, {char(dosTime), char(dosTime >> 8), char(dosDate), char(dosDate >> 8)});
-    put(files, f, 64, "id-" + std::to_string(1000 + random() % 9000));
-    for (int i = 96; i < 160; ++i) files[f][i] = static_cast<unsigned char>(random());
-    for (int i = 192; i < 224; ++i) files[f][i] = static_cast<unsigned char>(random() % 2);
+    const int serial = 12345678 + 1111111 * static_cast<int>(f), id = 123 + 11 * f,
+              count = 7 + 3 * f;
+    const auto bcd = [](int twoDigits) { return char((twoDigits / 10) << 4 | twoDigits % 10); };
+    const auto swapped = [](int twoDigits) { return char((twoDigits % 10) << 4 | twoDigits / 10); };
+    put(files, f, 0,
+        {bcd(serial / 1000000), bcd(serial / 10000 % 100), bcd(serial / 100 % 100),
+         bcd(serial % 100)});
+    put(files, f, 200, {swapped(id / 100), swapped(id % 100)});
+    put(files, f, 508, {0, 0, 0, bcd(count)});
+    attributes[0].values.push_back(std::to_string(serial));
+    attributes[1].values.push_back(std::to_string(id));
+    attributes[2].values.push_back(std::to_string(count));
   }
-  const MemoryByteSource source(files);
-  std::vector<std::string> kinds;
-  for (const ByteRun& run : changingRuns(files)) {
-    const RunClass c = classifyRun(source, run);
-    std::string line = std::string(runKindName(c.kind)) + " " + std::to_string(c.firstByte) + "-" +
-                       std::to_string(c.lastByte) + " " + c.encoding;
-    if (c.kind == RunKind::kTimestamp)
-      line += " " + std::to_string(c.earliest) + ".." + std::to_string(c.latest);
-    if (c.kind == RunKind::kCounter) line += c.rising ? " rising" : " falling";
-    if (kinds.empty() || kinds.back() != line) kinds.push_back(line);
+  EXPECT_EQ(describe(findValues(MemoryByteSource(files), changingRuns(files), attributes)),
+            (std::vector<std::string>{"0-3 serial bcd decimal", "200-201 id bcd-swapped decimal",
+                                      "508-511 count bcd decimal"}));
+}
+
+// FAT12 volumes that differ only in their volume serial, given to mkfs.fat in hex: the boot
+// sector keeps it at 0x27, a u32le.
+TEST(ValueFinder, FatVolumeSerial) {
+  const std::string mkfs = "PATH=$PATH:/sbin:/usr/sbin mkfs.fat";
+  if (std::system((mkfs + " --help >/dev/null 2>&1").c_str()) != 0)
+    GTEST_SKIP() << "mkfs.fat is not installed";
+  AttributeValues serial{"serial", {"1234abcd", "89ef0011", "0badcafe", "7fffffff"}};
+  Files volumes;
+  for (const std::string& id : serial.values) {
+    const std::string command = "d=$(mktemp -d) && " + mkfs + " -C -i " + id +
+                                " $d/v 160 >/dev/null && cat $d/v && rm -r $d";
+    FILE* pipe = popen(command.c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::vector<unsigned char> volume;
+    for (int c; (c = std::fgetc(pipe)) != EOF;) volume.push_back(static_cast<unsigned char>(c));
+    pclose(pipe);
+    ASSERT_EQ(volume.size(), 160u * 1024);
+    volumes.push_back(volume);
   }
-  EXPECT_EQ(kinds,
-            (std::vector<std::string>{"counter 8-9 u16be falling",
-                                      "timestamp 32-35 unix-s-le 1700000000..1701296000",
-                                      "timestamp 48-51 dos 1700000000..1700000900", "text 67-70 ",
-                                      "random 96-159 ", "unexplained 192-223 "}));
+  EXPECT_EQ(describe(findValues(MemoryByteSource(volumes), changingRuns(volumes), {serial})),
+            std::vector<std::string>{"39-42 serial u32le hex"});
 }
 
 // gzip members of one file stamped with different times: the header keeps MTIME, the file's
