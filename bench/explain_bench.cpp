@@ -1,7 +1,9 @@
 // The explanations' speed: CRC throughput (slice-by-8) and the checksum
 // finder on sixteen 1 MiB files, each its own, with a CRC-32, a
 // CRC-16, an Adler-32 and a byte sum each over a changing 4 KiB page, a
-// counter and a random region. Prints one line per measurement. The
+// counter and a random region; then the value finder and the run kinds on
+// the same files, with the counter's value as an attribute. Prints one
+// line per measurement. The
 // argument spaces the changing bytes of a page (97: one run each; 1: one
 // run per page).
 #include <chrono>
@@ -11,6 +13,8 @@
 #include <vector>
 
 #include "explain/checksum_finder.h"
+#include "explain/kinds.h"
+#include "explain/values.h"
 
 namespace {
 
@@ -71,5 +75,18 @@ int main(int argc, char** argv) {
                 (unsigned long long)f.lastByte,
                 f.isCrc ? (f.name ? f.name : "CRC") : sumName(f.sum).c_str(),
                 (unsigned long long)f.coversFirst, (unsigned long long)f.coversLast);
+  AttributeValues index{"index", {}};
+  for (std::size_t f = 0; f < kFiles; ++f) index.values.push_back(std::to_string(1000 + f));
+  const auto valuesStart = std::chrono::steady_clock::now();
+  const std::vector<ValueField> values = findValues(source, runs, {index});
+  std::printf("values: %.2f s, %zu found\n", seconds(valuesStart), values.size());
+  const auto kindsStart = std::chrono::steady_clock::now();
+  std::size_t counters = 0, randoms = 0;
+  for (const ByteRun& run : runs) {
+    const RunKind kind = classifyRun(source, run, {index}).kind;
+    counters += kind == RunKind::kCounter;
+    randoms += kind == RunKind::kRandom;
+  }
+  std::printf("kinds: %.2f s, %zu counters, %zu random\n", seconds(kindsStart), counters, randoms);
   return 0;
 }
