@@ -23,6 +23,14 @@
 // starts at the nearest start that fits, moved over zero words (for 8-bit
 // sums over varied constant bytes the start is a guess). Of two
 // explanations where each one's range holds the other's field, one is kept.
+// A sum of no more bytes than its field is a copy: a checksum over what the
+// copied field covers is still looked for, and kept before it.
+//
+// The units: checksum_fields.h and octal_fields.h (the candidate fields),
+// checksum_engines.h (the running computations and their targets),
+// crc_range.h and sum_range.h (fitting a range), crc_any_poly.h (any
+// polynomial), checksum_evidence.h (evidence and which finding is kept),
+// over the shared state of checksum_search.h; this unit scans.
 //
 // Evidence: a finding holds in every file, checked byte for byte, and comes
 // with the probability that a wrong explanation of its kind would hold in
