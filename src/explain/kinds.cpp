@@ -23,12 +23,12 @@ RunClass classifyRun(const ByteSource& source, const ByteRun& run,
   const RunWindow w = readRunWindow(source, run, kMargin);
   const bool printable = isPrintableRun(w);
   // Text first: printable bytes read as an integer look like a recent time.
+  if (printable && findTextTimestamp(w, out)) return out;
   const bool text = printable && w.length() > 1;
   if (!text && w.length() <= 8 &&
       (findCounterByAttribute(w, attributes, out) || findCounter(w, out) ||
        findBinaryTimestamp(w, out)))
     return out;
-  if (text && findTextTimestamp(w, out)) return out;
   out.firstByte = run.first;
   out.lastByte = run.last;
   if (printable)
