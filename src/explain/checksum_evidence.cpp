@@ -53,9 +53,11 @@ void accept(SearchState& search, const CandidateField& field, const ChecksumCand
   found.chance =
       std::exp2(std::log2(found.candidates) - field.evidenceBits() * (field.distinct - 1));
   if (found.chance < search.limits.maxChance) {
-    // A sum of no more bytes than its field is a copy of other bytes: a checksum of what they
-    // cover may still be found, and ranks first.
-    if (c.isCrc || end - first > field.size) search.done[&field - search.fields.data()] = true;
+    // A sum of no more bytes than its field is a copy of other bytes, and a CRC with an
+    // unusual initial value may be one around its field: a likelier one may still be found.
+    const bool usualInit = c.crc.init == 0 || c.crc.init == widthMask(c.crc.width);
+    if (c.isCrc ? usualInit : end - first > field.size)
+      search.done[&field - search.fields.data()] = true;
     search.result.found.push_back(found);
   } else {
     search.result.tooFewFiles.push_back(found);

@@ -3,11 +3,11 @@
 // wrong explanation of its width would hold in every file by chance,
 // counting every candidate comparison made for that width over every field
 // (2^-bits per distinct value past the first, times the candidates). Below
-// the limit it is a finding and its field is done (unless it is a sum of no
-// more bytes than the field, a copy of another field, as a zip's central
-// directory copies its local headers' CRCs: a checksum over what that field
-// covers is still looked for); at or above it, it is listed as too few files
-// to tell.
+// the limit it is a finding and its field is done, unless a likelier one may
+// follow: a sum of no more bytes than the field is a copy of another field
+// (a zip's central directory copies its local headers' CRCs), and a CRC
+// whose initial value is neither zero nor all ones may be one around its
+// field; at or above the limit, it is listed as too few files to tell.
 //
 // Of the findings, one explanation per byte is kept: named CRCs, then CRCs
 // with the initial values formats use, then wider fields, then sums with

@@ -7,6 +7,7 @@
 #include "explain/checksum_engines.h"
 #include "explain/checksum_evidence.h"
 #include "explain/crc_any_poly.h"
+#include "explain/crc_around.h"
 #include "explain/crc_range.h"
 #include "explain/sum_range.h"
 
@@ -231,6 +232,7 @@ ChecksumSearch findChecksums(const ByteSource& source, const std::vector<ByteRun
   SearchState search(source, changing, limits);
   Scanner(search).run();
   findAnyPolynomial(search);
+  findCrcsAround(search);
   search.result.found = keepLikeliest(std::move(search.result.found));
   return search.result;
 }

@@ -7,12 +7,15 @@
 // a longer one), stored little- or big-endian; or octal ASCII text of up to
 // 12 bytes (blanks, digits, NULs or blanks) starting at most 12 bytes before
 // a run, read as a 32-bit sum of bytes (tar's header checksum). Its range
-// lies before the field or after it; for sums and XORs also around it, the
-// field's own bytes then counted as zeros (as blanks for octal text). CRCs of any initial value and
-// final XOR are tried with the catalogue's polynomials in both reflections; then, for fields that
-// end a run, with any polynomial, solved over GF(2) for ranges of up to `maxFreeRange` bytes that
-// end just before the field. Sums, XORs, Adler-32 and Fletcher-16/32 are tried too. A range starts
-// at the first byte of a changing run or just after a field that heads its run.
+// lies before the field, after it, or around it, the field's own bytes then
+// counted as zeros (as blanks for octal text). CRCs of any initial value and
+// final XOR are tried with the catalogue's polynomials in both reflections;
+// then, for fields that end a run, with any polynomial, solved over GF(2)
+// for ranges of up to `maxFreeRange` bytes that end just before the field;
+// then around fields of 16 bits or more, with the catalogue's polynomials,
+// for ranges of up to `maxFreeRange` bytes that end with a changing run.
+// Sums, XORs, Adler-32 and Fletcher-16/32 are tried too. A range starts at
+// the first byte of a changing run or just after a field that heads its run.
 //
 // Bytes equal in every file fold into a CRC's initial value, so a range's
 // start is fixed by the initial value formats use (the catalogue's, else all
@@ -29,8 +32,8 @@
 // The units: checksum_fields.h and octal_fields.h (the candidate fields),
 // checksum_engines.h (the running computations and their targets),
 // crc_range.h and sum_range.h (fitting a range), crc_any_poly.h (any
-// polynomial), checksum_evidence.h (evidence and which finding is kept),
-// over the shared state of checksum_search.h; this unit scans.
+// polynomial), crc_around.h (CRCs around their field), checksum_evidence.h (evidence and which
+// finding is kept), over the shared state of checksum_search.h; this unit scans.
 //
 // Evidence: a finding holds in every file, checked byte for byte, and comes
 // with the probability that a wrong explanation of its kind would hold in

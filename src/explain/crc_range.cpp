@@ -42,6 +42,9 @@ void fitCrc(SearchState& search, const EngineTarget& t, std::uint64_t s, std::ui
     for (std::uint64_t end = b; end > lo;) {
       const std::uint64_t at = end - std::min<std::uint64_t>(kChunk, end - lo);
       search.source.read(0, at, end - at, buffer.data());
+      if (c.around)  // the field read as zeros
+        for (std::uint64_t p = std::max(at, f.pos); p < std::min(end, f.pos + f.size); ++p)
+          buffer[p - at] = 0;
       for (std::uint64_t p = end; p > at; --p) {
         if (p <= s && reg == crc.start()) return accept(search, f, c, p, b);
         reg = crc.unstep(reg, buffer[p - 1 - at]);

@@ -8,12 +8,7 @@
 // wins. When none fits within the stretch of equal bytes before `s` (at most
 // `maxStretch` bytes), the widest range and its own initial value are given.
 //
-// A CRC's range lies before its field or after it, not around it: the
-// field's bytes differ between files, and reading them as zeros takes out a
-// difference that depends on how far the range runs past the field, which
-// the scan's precomputed targets cannot hold; solving for it instead costs a
-// GF(2) solve per field and pair of range ends, too slow for the runs of a
-// large image. Such CRCs (ext4's inode checksums are one) stay unexplained.
+// A CRC around its field (crc_around.h) reads the field as zeros here too.
 #ifndef OVRELL_EXPLAIN_CRC_RANGE_H_
 #define OVRELL_EXPLAIN_CRC_RANGE_H_
 

@@ -167,6 +167,26 @@ TEST(ChecksumFinder, PolynomialsOutsideTheCatalogueWithTheirParameters) {
                 "0x464-0x467 be crc32 0x741b8cd7 0x0 - - 0xffffffff unnamed of 0x3f0-0x463"}));
 }
 
+// CRCs whose range holds their field, read as zeros: a GPT-like header whose range starts in
+// bytes equal everywhere, and a CRC-16 near the end of the file.
+TEST(ChecksumFinder, CrcsAroundTheirField) {
+  PlantedSet set(6, 0x800);
+  for (auto& file : set.files) file[0x210] = file[0x211] = file[0x212] = file[0x213] = 0;
+  set.randomize(0x238, 0x248);
+  set.randomize(0x258, 0x25c);
+  set.plant(0x210, 4, kLe, 0x200, 0x25c, crc(crcCatalogue()[0].params));
+  for (auto& file : set.files) file[0x7f0] = file[0x7f1] = 0;
+  set.randomize(0x7c0, 0x7e0);
+  set.randomize(0x7f2, 0x7f8);
+  set.plant(0x7f0, 2, kBe, 0x7c0, 0x7f8, crc(crcCatalogue()[8].params));
+  EXPECT_EQ(describe(set.search().found),
+            (std::vector<std::string>{
+                "0x210-0x213 le crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC of "
+                "0x200-0x25b field as zeros",
+                "0x7f0-0x7f1 be crc16 0x1021 0x0 - - 0x0 CRC-16/XMODEM of 0x7c0-0x7f7 field as "
+                "zeros"}));
+}
+
 TEST(ChecksumFinder, TooFewFilesOrStartsAreSaid) {
   PlantedSet set(3, 0x400);
   set.randomize(0x100, 0x140);
