@@ -57,11 +57,12 @@ void findCrcsAround(SearchState& search) {
   for (std::size_t i = 0; i < search.fields.size(); ++i) {
     const CandidateField& f = search.fields[i];
     if (search.done[i] || f.order == ByteOrder::kText || f.size < 2) continue;
-    const auto run =
-        std::find_if(runs.begin(), runs.end(), [&](const ByteRun& r) { return r.last >= f.pos; });
-    for (auto first = run; first != runs.begin() - 1 && run - first < 3; --first)
-      for (auto last = run; last != runs.end() && last - run < 3; ++last) {
-        const std::uint64_t s = std::min(first->first, f.pos), b = last->last + 1;
+    const std::size_t run = static_cast<std::size_t>(
+        std::find_if(runs.begin(), runs.end(), [&](const ByteRun& r) { return r.last >= f.pos; }) -
+        runs.begin());
+    for (std::size_t first = run + 1; first-- > 0 && run - first < 3;)
+      for (std::size_t last = run; last < runs.size() && last - run < 3; ++last) {
+        const std::uint64_t s = std::min(runs[first].first, f.pos), b = runs[last].last + 1;
         if (b <= f.pos + f.size || b - s > search.limits.maxFreeRange || search.done[i]) continue;
         const std::uint64_t cost = (b - s) * search.pairs * shapes;
         if (cost > budget) {
