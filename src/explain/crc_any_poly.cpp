@@ -26,11 +26,11 @@ Gf2Poly commonRelation(const SearchState& search, const CandidateField& f, std::
   return common;
 }
 
-void solveField(SearchState& search, std::size_t i, std::vector<ByteRun>::const_iterator run) {
+void solveField(SearchState& search, std::size_t i, std::size_t run) {
   const CandidateField& f = search.fields[i];
   const unsigned width = f.size * 8;
-  for (auto r = run; r != search.runs.begin() - 1 && run - r < 3; --r) {
-    const std::uint64_t s = r->first, b = f.pos;
+  for (std::size_t r = run + 1; r-- > 0 && run - r < 3;) {
+    const std::uint64_t s = search.runs[r].first, b = f.pos;
     if (s >= b || b - s > search.limits.maxFreeRange) continue;
     for (int reflection = 0; reflection < 4 && !search.done[i]; ++reflection) {
       const bool refin = reflection & 1, refout = reflection & 2;
@@ -54,6 +54,6 @@ void findAnyPolynomial(SearchState& search) {
     const auto run = std::find_if(search.runs.begin(), search.runs.end(),
                                   [&](const ByteRun& r) { return r.last == f.pos + f.size - 1; });
     if (search.done[i] || f.size == 8 || run == search.runs.end()) continue;
-    solveField(search, i, run);
+    solveField(search, i, static_cast<std::size_t>(run - search.runs.begin()));
   }
 }
