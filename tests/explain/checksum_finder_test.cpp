@@ -14,6 +14,8 @@
 #include <string>
 #include <vector>
 
+#include "explain/kinds.h"
+
 namespace {
 
 using Files = std::vector<std::vector<unsigned char>>;
@@ -305,6 +307,18 @@ TEST(ChecksumFinder, TarHeaderChecksumAsOctalText) {
   EXPECT_EQ(
       describe(findChecksums(MemoryByteSource(archives), changingRuns(archives)).found),
       std::vector<std::string>{"0x94-0x9b text 32-bit sum of bytes of 0x0-0x1ff field as blanks"});
+  // The modification time at 136 is eleven octal digits of Unix seconds and a NUL.
+  const MemoryByteSource source(archives);
+  int times = 0;
+  for (const ByteRun& run : changingRuns(source)) {
+    if (run.first < 136 || run.last > 146) continue;
+    ++times;
+    const RunClass c = classifyRun(source, run);
+    EXPECT_EQ(std::to_string(c.firstByte) + "-" + std::to_string(c.lastByte) + " " + c.encoding +
+                  " " + std::to_string(c.earliest) + ".." + std::to_string(c.latest),
+              "136-146 ascii-oct-unix 1700000000..1700039595");
+  }
+  EXPECT_EQ(times, 1);
 }
 
 // Zip archives of one stored file of 700 random bytes, made with no extra fields (-X) and one
