@@ -78,7 +78,7 @@ TEST(RunKinds, TextTimesAndCountersFollowingAnAttribute) {
     std::snprintf(text, sizeof text, "Dec %2d 2023", day);
     put(files, f, 60, text);
     const unsigned level = (f * 7) % 16, rising = 1000 + 37 * level;
-    put(files, f, 100, {char(rising), char(rising >> 8), 0, 0});
+    put(files, f, 100, {char(rising), char(rising >> 8), 0, 0, 0, 0, 0, 0});
     const unsigned batch = f / 2, falling = 5000 - 50 * batch + f % 2;
     put(files, f, 140, {char(falling >> 8), char(falling)});
     std::snprintf(text, sizeof text, "202311%02d", day);
@@ -92,7 +92,7 @@ TEST(RunKinds, TextTimesAndCountersFollowingAnAttribute) {
       (std::vector<std::string>{
           "timestamp 0-18 ascii:YYYY-MM-DDThh:mm:ss 1699654380..1700432007",
           "timestamp 40-50 ascii-oct-unix 1700000000..1700015000",
-          "timestamp 60-70 ascii:Mon DD YYYY " + dec1, "counter 100-103 u32le rising level",
+          "timestamp 60-70 ascii:Mon DD YYYY " + dec1, "counter 100-107 u64le rising level",
           "counter 140-141 u16be falling batch", "timestamp 152-159 ascii:YYYYMMDD " + nov1}));
   // Without the attributes neither integer follows the files' order.
   for (const std::string& line : classify(files))
