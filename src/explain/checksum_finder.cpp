@@ -30,6 +30,7 @@ class Scanner {
   void readRaw(std::uint64_t from, std::size_t count);
 
   SearchState& search_;
+  std::size_t pairs_ = 0;  // search_.pairs, kept here for the inner loops
   std::vector<ChecksumEngine> engines_;
   std::array<std::vector<unsigned char>, kMaxPairs + 1> raw_;
   std::vector<std::pair<std::size_t, std::size_t>> segments_;  // the chunk's changing bytes
@@ -48,7 +49,7 @@ void Scanner::readRaw(std::uint64_t from, std::size_t count) {
     const std::uint64_t lo = std::max(r.first, from), hi = std::min(r.last + 1, from + count);
     if (lo >= hi) continue;
     segments_.push_back({lo - from, hi - from});
-    for (std::size_t k = 0; k <= search_.pairs; ++k)
+    for (std::size_t k = 0; k <= pairs_; ++k)
       search_.source.read(k, lo, hi - lo, raw_[k].data() + 4 + (lo - from));
   }
 }
@@ -98,16 +99,16 @@ void Scanner::scanCrc(ChecksumEngine& e, std::uint64_t s, std::uint64_t from, st
       const std::uint64_t b = from + i + 1;
       e.a[0] = e.crc->step(e.a[0], 0);
       if (!lazy) {
-        for (std::size_t k = 1; k < search_.pairs; ++k) e.a[k] = e.crc->step(e.a[k], 0);
+        for (std::size_t k = 1; k < pairs_; ++k) e.a[k] = e.crc->step(e.a[k], 0);
         e.synced = b;
       }
       if (!e.firstFilter[ChecksumEngine::firstIndex(e.prefilter(e.a))]) continue;
-      e.sync(b, search_.pairs);
+      e.sync(b, pairs_);
       lookup(e, s, b);
     }
-    e.sync(from + i, search_.pairs);
+    e.sync(from + i, pairs_);
     for (; i < y; ++i) {
-      for (std::size_t k = 0; k < search_.pairs; ++k)
+      for (std::size_t k = 0; k < pairs_; ++k)
         e.a[k] = e.crc->step(e.a[k], raw_[0][4 + i] ^ raw_[k + 1][4 + i]);
       e.synced = from + i + 1;
       if (e.firstFilter[ChecksumEngine::firstIndex(e.prefilter(e.a))]) lookup(e, s, from + i + 1);
@@ -125,12 +126,12 @@ void Scanner::skipUnchanged(ChecksumEngine& e, std::uint64_t s, std::uint64_t la
   if (words == 0) return;
   if (e.firstFilter[ChecksumEngine::firstIndex(e.a[0])]) {
     for (std::uint64_t b = last + unit; b < next; b += unit) {
-      for (std::size_t k = 0; k < search_.pairs; ++k) e.b[k] = (e.b[k] + e.a[k]) % m;
+      for (std::size_t k = 0; k < pairs_; ++k) e.b[k] = (e.b[k] + e.a[k]) % m;
       lookup(e, s, b);
     }
     return;
   }
-  for (std::size_t k = 0; k < search_.pairs; ++k) e.b[k] = (e.b[k] + words % m * e.a[k]) % m;
+  for (std::size_t k = 0; k < pairs_; ++k) e.b[k] = (e.b[k] + words % m * e.a[k]) % m;
 }
 
 // Sums change only at words that differ: those ends are looked up. Adler-32 and Fletcher add
@@ -151,7 +152,7 @@ void Scanner::scanSum(ChecksumEngine& e, std::uint64_t s, std::uint64_t from, st
     skipTo(last, b);
     last = b;
     bool changed = false;
-    for (std::size_t k = 0; k < search_.pairs; ++k) {
+    for (std::size_t k = 0; k < pairs_; ++k) {
       const std::size_t at = 4 + (b - from) - unit;
       const std::uint64_t w0 = readWord(&raw_[0][at], unit, unit, e.base.sum.bigEndian);
       const std::uint64_t wk = readWord(&raw_[k + 1][at], unit, unit, e.base.sum.bigEndian);
@@ -184,7 +185,7 @@ void Scanner::scanSum(ChecksumEngine& e, std::uint64_t s, std::uint64_t from, st
 
 void Scanner::lookup(ChecksumEngine& e, std::uint64_t s, std::uint64_t b) {
   EngineKey key{};
-  for (std::size_t k = 0; k < search_.pairs; ++k)
+  for (std::size_t k = 0; k < pairs_; ++k)
     key[k] = e.kind == EngineKind::kRunning ? e.b[k] << (e.width / 2) | e.a[k]
                                             : e.a[k] & widthMask(e.width);
   const std::vector<EngineTarget>* targets = e.find(key);
@@ -207,7 +208,7 @@ void Scanner::lookup(ChecksumEngine& e, std::uint64_t s, std::uint64_t b) {
 }
 
 void Scanner::run() {
-  search_.pairs = std::min(search_.files - 1, kMaxPairs);
+  pairs_ = search_.pairs = std::min(search_.files - 1, kMaxPairs);
   for (auto& buffer : raw_) buffer.assign(kChunk + 4, 0);
   search_.fields = collectFields(search_.source, search_.runs);
   search_.done.assign(search_.fields.size(), false);
