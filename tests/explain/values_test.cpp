@@ -112,27 +112,34 @@ TEST(ValueFinder, PackedBcdBothNibbleOrders) {
                                       "508-511 count bcd decimal"}));
 }
 
-// FAT12 volumes that differ only in their volume serial, given to mkfs.fat in hex: the boot
-// sector keeps it at 0x27, a u32le.
+// FAT volumes that differ only in their volume serial, given to mkfs.fat in hex: the boot
+// sector keeps it as a u32le at 0x27 on FAT12, at 0x43 on FAT32, whose backup boot sector at
+// sector 6 repeats it.
 TEST(ValueFinder, FatVolumeSerial) {
   const std::string mkfs = "PATH=$PATH:/sbin:/usr/sbin mkfs.fat";
   if (std::system((mkfs + " --help >/dev/null 2>&1").c_str()) != 0)
     GTEST_SKIP() << "mkfs.fat is not installed";
   AttributeValues serial{"serial", {"1234abcd", "89ef0011", "0badcafe", "7fffffff"}};
-  Files volumes;
-  for (const std::string& id : serial.values) {
-    const std::string command = "d=$(mktemp -d) && " + mkfs + " -C -i " + id +
-                                " $d/v 160 >/dev/null && cat $d/v && rm -r $d";
-    FILE* pipe = popen(command.c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::vector<unsigned char> volume;
-    for (int c; (c = std::fgetc(pipe)) != EOF;) volume.push_back(static_cast<unsigned char>(c));
-    pclose(pipe);
-    ASSERT_EQ(volume.size(), 160u * 1024);
-    volumes.push_back(volume);
+  for (const std::string options : {"160", "-F 32 2048"}) {
+    Files volumes;
+    for (const std::string& id : serial.values) {
+      const std::string command = "d=$(mktemp -d) && " + mkfs + " -C -i " + id + " $d/v " +
+                                  options + " >/dev/null 2>&1 && cat $d/v && rm -r $d";
+      FILE* pipe = popen(command.c_str(), "r");
+      ASSERT_NE(pipe, nullptr);
+      std::vector<unsigned char> volume;
+      for (int c; (c = std::fgetc(pipe)) != EOF;) volume.push_back(static_cast<unsigned char>(c));
+      pclose(pipe);
+      ASSERT_EQ(volume.size(), (options == "160" ? 160u : 2048u) * 1024);
+      volumes.push_back(volume);
+    }
+    const std::vector<std::string> expected =
+        options == "160"
+            ? std::vector<std::string>{"39-42 serial u32le hex"}
+            : std::vector<std::string>{"67-70 serial u32le hex", "3139-3142 serial u32le hex"};
+    EXPECT_EQ(describe(findValues(MemoryByteSource(volumes), changingRuns(volumes), {serial})),
+              expected);
   }
-  EXPECT_EQ(describe(findValues(MemoryByteSource(volumes), changingRuns(volumes), {serial})),
-            std::vector<std::string>{"39-42 serial u32le hex"});
 }
 
 // gzip members of one file stamped with different times: the header keeps MTIME, the file's
