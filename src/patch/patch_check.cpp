@@ -9,15 +9,15 @@
 #include "explain/kinds.h"
 #include "patch/checksum_fix.h"
 
-namespace {
-
-using Bytes = std::vector<unsigned char>;
-
 std::string offsetText(std::uint64_t offset) {
   std::ostringstream text;
   text << "0x" << std::hex << std::setfill('0') << std::setw(8) << offset;
   return text.str();
 }
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
 
 std::string rangeText(std::uint64_t first, std::uint64_t last) {
   return first == last ? offsetText(first) : offsetText(first) + "-" + offsetText(last);
@@ -41,12 +41,17 @@ const char* orderName(ByteOrder order) {
 
 // Ends the run unless every attribute's informative bits are the group's
 // and every checksum holds.
-void checkResult(const std::vector<PatchedByte>& patched,
+// `before` holds each field's bytes before the checksums were fixed.
+void checkResult(const std::vector<Bytes>& before, const Bytes& set,
                  const std::vector<ChecksumField>& checksums, Bytes& file) {
-  for (const PatchedByte& byte : patched)
-    if (((file[byte.offset] ^ byte.value) & byte.informative) != 0)
-      failRun("the patched file does not check: a checksum field overwrites informative bits of '",
-              *byte.attribute, "' at ", offsetText(byte.offset), "; nothing was written");
+  for (std::size_t k = 0; k < checksums.size(); ++k) {
+    const ChecksumField& field = checksums[k];
+    for (std::uint64_t i = field.firstByte; i <= field.lastByte; ++i)
+      if (((before[k][i - field.firstByte] ^ file[i]) & set[i]) != 0)
+        failRun("the patched file does not check: the ", checksumName(field), " at ",
+                rangeText(field.firstByte, field.lastByte),
+                " overwrites informative bits that were set; nothing was written");
+  }
   for (const ChecksumField& field : checksums)
     if (!checksumHolds(field, file))
       failRun("the patched file does not check: the ", checksumName(field), " at ",
@@ -79,44 +84,65 @@ bool overlaps(const ByteRun& run, std::uint64_t first, std::uint64_t last) {
   return first <= run.last && run.first <= last;
 }
 
-// Changing runs of the project's files that nothing explains and that
-// touch a changed byte: a checksum may hide there that nobody found.
+// The parts of the changing runs that hold no set informative bit and no
+// checksum field: what nothing explains yet, ascending.
+std::vector<ByteRun> unexplainedParts(const std::vector<ByteRun>& changing,
+                                      const std::vector<ChecksumField>& checksums,
+                                      const Bytes& set) {
+  std::vector<bool> explained;
+  std::vector<ByteRun> parts;
+  for (const ByteRun& run : changing) {
+    explained.assign(run.last - run.first + 1, false);
+    for (std::uint64_t i = run.first; i <= run.last; ++i) explained[i - run.first] = set[i] != 0;
+    for (const ChecksumField& field : checksums)
+      for (std::uint64_t i = std::max(field.firstByte, run.first);
+           i <= std::min(field.lastByte, run.last); ++i)
+        explained[i - run.first] = true;
+    for (std::uint64_t i = run.first; i <= run.last; ++i) {
+      if (explained[i - run.first]) continue;
+      if (!parts.empty() && parts.back().last + 1 == i)
+        parts.back().last = i;
+      else
+        parts.push_back(ByteRun{i, i});
+    }
+  }
+  return parts;
+}
+
+// Unexplained changing bytes in or next to a changed byte that are no
+// counter, timestamp, text or random bytes: a checksum nobody found may
+// hide there (or a serial number, or another attribute's value).
 void warnUnexplained(std::ostream& out, const ByteSource& source,
                      const std::vector<ByteRun>& changing, const std::vector<ByteRun>& changed,
-                     const std::vector<ChecksumField>& checksums,
-                     const std::vector<PatchedByte>& patched) {
-  for (const ByteRun& run : changing) {
+                     const std::vector<ChecksumField>& checksums, const Bytes& set) {
+  for (const ByteRun& part : unexplainedParts(changing, checksums, set)) {
     const bool touches = std::any_of(changed.begin(), changed.end(), [&](const ByteRun& c) {
-      return overlaps(run, c.first == 0 ? 0 : c.first - 1, c.last + 1);
+      return overlaps(part, c.first == 0 ? 0 : c.first - 1, c.last + 1);
     });
-    if (!touches) continue;
-    if (std::any_of(checksums.begin(), checksums.end(),
-                    [&](const ChecksumField& f) { return overlaps(run, f.firstByte, f.lastByte); }))
-      continue;
-    const bool informative = std::any_of(patched.begin(), patched.end(), [&](const PatchedByte& b) {
-      return overlaps(run, b.offset, b.offset);
-    });
-    if (informative || classifyRun(source, run).kind != RunKind::kUnexplained) continue;
-    out << "warning: bytes " << rangeText(run.first, run.last)
-        << " change between the files, touch a changed byte and nothing explains them: a "
-           "checksum nobody found?\n";
+    if (!touches || classifyRun(source, part).kind != RunKind::kUnexplained) continue;
+    out << "warning: bytes " << rangeText(part.first, part.last)
+        << " next to a changed byte change between the files and nothing explains them: if "
+           "they depend on the changed bytes (a checksum nobody found), the output is wrong\n";
   }
 }
 
 }  // namespace
 
-void fixAndReport(const DataFiles& files, const Bytes& input, Bytes& file,
-                  const std::vector<PatchedByte>& patched, std::ostream& out) {
+void fixAndReport(const DataFiles& files, const Bytes& input, Bytes& file, const Bytes& set,
+                  std::ostream& out) {
   const DataFilesSource source(files, input.size());
   const std::vector<ByteRun> changing = changingRuns(source);
   const ChecksumSearch search = findChecksums(source, changing);
   const std::vector<std::size_t> order = fixOrder(search.found);
+  std::vector<Bytes> before;
+  for (const ChecksumField& field : search.found)
+    before.emplace_back(file.begin() + field.firstByte, file.begin() + field.lastByte + 1);
   for (std::size_t i : order)
     if (!fixChecksum(search.found[i], file))
       failRun("the ", checksumName(search.found[i]), " at ",
               rangeText(search.found[i].firstByte, search.found[i].lastByte),
               " does not fit its text; nothing was written");
-  checkResult(patched, search.found, file);
+  checkResult(before, set, search.found, file);
 
   const std::vector<ByteRun> changed = changedRuns(input, file);
   out << "changed bytes:" << (changed.empty() ? " none\n" : "\n");
@@ -134,7 +160,7 @@ void fixAndReport(const DataFiles& files, const Bytes& input, Bytes& file,
         << " (" << orderName(field.byteOrder) << ") over "
         << rangeText(field.coversFirst, field.coversLast) << '\n';
   }
-  warnUnexplained(out, source, changing, changed, search.found, patched);
+  warnUnexplained(out, source, changing, changed, search.found, set);
   if (!search.complete)
     out << "warning: the checksum search was cut short; a checksum may be missed\n";
 }

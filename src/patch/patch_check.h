@@ -24,18 +24,14 @@
 
 #include "base/data_files.h"
 
-// A byte with informative bits of a set attribute, and the chosen group's
-// bits there.
-struct PatchedByte {
-  std::uint64_t offset;
-  unsigned char informative, value;
-  const std::string* attribute;  // the attribute's name, for messages
-};
+// An offset as the run prints it: "0x" and at least 8 hex digits.
+std::string offsetText(std::uint64_t offset);
 
-// REQUIRES: `input` and `file` of the data files' length; `patched` holds
-// the bytes set in `file`.
+// `set` marks, per byte, the informative bits of the set attributes, which
+// `file` holds as the chosen groups have them. REQUIRES: `input`, `file`
+// and `set` of the data files' length.
 void fixAndReport(const DataFiles& files, const std::vector<unsigned char>& input,
-                  std::vector<unsigned char>& file, const std::vector<PatchedByte>& patched,
+                  std::vector<unsigned char>& file, const std::vector<unsigned char>& set,
                   std::ostream& out);
 
 #endif  // OVRELL_PATCH_PATCH_CHECK_H_

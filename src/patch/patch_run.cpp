@@ -23,6 +23,8 @@ namespace {
 
 using Bytes = std::vector<unsigned char>;
 
+constexpr std::uint64_t kHeldCopies = 3;
+
 std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
   std::vector<ReportGroup> groups;
   for (const auto& value : values) groups.push_back(ReportGroup{value.first, value.second});
@@ -52,6 +54,17 @@ void guardOutput(const Options& options, const FileList& files, const PatchOptio
   guard.addOutput("output file", patch.output);
 }
 
+// The input, the output and the mark of the set bits are held whole: they
+// take their share of the memory limit before the scan sizes its blocks.
+void reserveHeldCopies(Options& options, std::uint64_t fileSize) {
+  const std::uint64_t held = kHeldCopies * fileSize;
+  if (held >= options.memLimit)
+    fatalNamed("files of ", fileSize, " bytes are held ", kHeldCopies,
+               " times in memory, which the memory limit of ", options.memLimit,
+               " bytes does not allow; use a larger -m");
+  options.memLimit -= static_cast<std::uint32_t>(held);
+}
+
 Bytes readInput(const std::string& name, std::uint64_t fileSize) {
   const int fd = ::open(name.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat status {};
@@ -74,9 +87,10 @@ Bytes readInput(const std::string& name, std::uint64_t fileSize) {
 }
 
 // Scans the attribute and sets its informative bits in `file` to the
-// group's; adds those bytes to `patched`.
+// group's, marking them in `set`; ends the run when an attribute set before
+// gave one of them another value.
 void patchAttribute(AttributeScan& scan, Project& project, const Setting& setting, Bytes& file,
-                    std::vector<PatchedByte>& patched) {
+                    Bytes& set) {
   Findings findings(groupsOf(*project.attributeIndex.find(setting.attribute)->second));
   findings.name = setting.attribute;
   scan.scan(findings);
@@ -88,12 +102,16 @@ void patchAttribute(AttributeScan& scan, Project& project, const Setting& settin
   while (findings.groups[g].value != setting.value) ++g;
   const std::uint32_t source = (*findings.groups[g].files)[0];
   for (std::uint64_t p = 0; p < findings.bytes.count(); ++p) {
-    const PatchedByte byte{offsetAt(findings, p), informativeAt(findings, p),
-                           findings.data->at(source, offsetAt(findings, p)), &setting.attribute};
-    unsigned char& target = file[byte.offset];
-    target =
-        static_cast<unsigned char>((target & ~byte.informative) | (byte.value & byte.informative));
-    patched.push_back(byte);
+    const std::uint64_t offset = offsetAt(findings, p);
+    const unsigned char informative = informativeAt(findings, p);
+    const unsigned char value = findings.data->at(source, offset);
+    if (((file[offset] ^ value) & informative & set[offset]) != 0)
+      failRun("the group '", setting.value, "' of '", setting.attribute, "' gives the bits of ",
+              "byte ", offsetText(offset),
+              " other values than an attribute set before it; nothing was written");
+    file[offset] =
+        static_cast<unsigned char>((file[offset] & ~informative) | (value & informative));
+    set[offset] |= informative;
   }
 }
 
@@ -109,21 +127,21 @@ void runPatch(Options& options, const PatchOptions& patch) {
   DataFiles files(project.files);
   const std::uint64_t fileSize = engine.checkInput(files);
   guardOutput(options, project.files, patch);
+  if (patch.output == "-") fatalNamed("the output must be a file, not standard output");
+  reserveHeldCopies(options, fileSize);
   const Bytes input = readInput(patch.input, fileSize);
 
   installSignalCleanup();
   ReplacedOutputs outputs;
-  if (patch.output == "-") fatalNamed("the output must be a file, not standard output");
   std::ostream& written = outputs.add("output file", patch.output);
 
   Bytes file = input;
-  std::vector<PatchedByte> patched;
+  Bytes set(fileSize, 0);
   {
     AttributeScan scan(engine, files, fileSize);
-    for (const Setting& setting : patch.settings)
-      patchAttribute(scan, project, setting, file, patched);
+    for (const Setting& setting : patch.settings) patchAttribute(scan, project, setting, file, set);
   }
-  fixAndReport(files, input, file, patched, std::cout);
+  fixAndReport(files, input, file, set, std::cout);
   written.write(reinterpret_cast<const char*>(file.data()),
                 static_cast<std::streamsize>(file.size()));
   outputs.commit();
