@@ -129,7 +129,27 @@ fields = [tuple(int(x, 0) for x in line.split()) for line in open("fields")]
 sys.exit(any(x != y and not any(f <= i <= l for f, l in fields) for i, (x, y) in enumerate(zip(a, b))))' ||
   fail "png: the output differs from the bits alone outside the checksums"
 
-# 4. Refusals: a message, status 1, and no file written.
+# 4. ustar archives of one member owned by u0, u1 or u2 (uids 1000, 2000,
+# 3000), four each, their times apart: the header's checksum is the sum of
+# its bytes, the field counted as blanks, in octal text at 148.
+echo hello >m.txt
+{
+  echo "file owner"
+  for i in $(seq 0 11); do
+    tar --format=ustar --owner=u$((i % 3)):$((1000 + i % 3 * 1000)) --group=g:100 \
+      --mtime=@$((1700000000 + i * 7919)) -cf t$i.tar m.txt
+    echo "t$i.tar u$((i % 3))"
+  done
+} >tar.txt
+"$patch" -p tar.txt --set owner=u2 -o u2.tar t0.tar >out 2>err || fail "tar: $(cat err)"
+grep -qx '  32-bit sum of bytes at 0x00000094-0x0000009b (octal text) over 0x00000000-0x000001ff' out ||
+  fail "tar: no header checksum in: $(cat out)"
+[[ $(tar --numeric-owner -tvf u2.tar 2>&1) == '-rw-r--r-- 3000/100'*' m.txt' ]] ||
+  fail "tar: $(tar --numeric-owner -tvf u2.tar 2>&1)"
+bitsonly owner tar.txt t0.tar t2.tar bits.tar
+tar -tf bits.tar >/dev/null 2>&1 && fail "tar: the bits alone pass"
+
+# 5. Refusals: a message, status 1, and no file written.
 p=$examples/project.txt x100=$examples/dumps/x100-eu-1.bin
 printf 'file all model\n' >one.txt
 for f in "$examples"/dumps/*.bin; do echo "$f s $(basename "$f" | cut -c1-4)"; done >>one.txt
@@ -161,7 +181,7 @@ done
 cmp -s in.bin "$x100" || fail "the input was written"
 ls | grep -q tmp && fail "a temporary file was left: $(ls)"
 
-# 5. A full file system: no output and no temporary file.
+# 6. A full file system: no output and no temporary file.
 if [[ $(id -u) == 0 ]] && unshare -m true 2>/dev/null; then
   mkdir full
   unshare -m sh -c 'mount -t tmpfs -o size=64k tmpfs full && "$0" -p fs.txt --set label=beta \
