@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # ovrell-patch end to end, on the example data set and on real files made
 # here by the standard tools, judged by the formats' own checkers: zlib's
-# CRC-32, e2fsck and blkid, pngcheck and a PNG decoder. A patch of the
+# CRC-32, e2fsck and blkid, pngcheck and a PNG decoder, tar. A patch of the
 # informative bits alone (the mask of `ovrell -x`) fails those checkers;
 # the program's output passes them and differs from it only in the
 # checksum fields it lists.
