@@ -22,7 +22,7 @@ std::vector<unsigned char> encodeText(std::uint64_t value, std::vector<unsigned 
   std::size_t end = first;
   while (end < bytes.size() && (bytes[end] == ' ' || isOctalDigit(bytes[end]))) ++end;
   while (end > first && bytes[end - 1] == ' ') --end;
-  if (end == first) return {};  // no digits: the whole field is the number
+  if (end == first) return {};  // no digits to rewrite
   const unsigned char pad = bytes[first] == ' ' ? ' ' : '0';
   for (std::size_t i = end; i > first; --i) {
     if (value == 0 && i != end) {

@@ -167,6 +167,8 @@ refuse "ovrell-patch: the attribute 'model' has no group 'X400'; its groups are 
   -p "$p" --set model=X400 -o out.bin "$x100"
 refuse "ovrell-patch: the input file 'short.bin' is 255 bytes long, the project's files 256" \
   -p "$p" --set model=X200 -o out.bin short.bin
+refuse "ovrell-patch: cannot read the input file 'none.bin': No such file or directory" \
+  -p "$p" --set model=X200 -o out.bin none.bin
 refuse 'Attribute "colour" is not specified in the project file.' \
   -p "$p" --set colour=red -o out.bin "$x100"
 refuse "the attribute 'model' is set twice
