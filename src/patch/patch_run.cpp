@@ -141,8 +141,12 @@ void runPatch(Options& options, const PatchOptions& patch) {
     AttributeScan scan(engine, files, fileSize);
     for (const Setting& setting : patch.settings) patchAttribute(scan, project, setting, file, set);
   }
-  fixAndReport(files, input, file, set, std::cout);
+  // What changed is printed once the output is in place, never for an
+  // output that a failed write took back.
+  std::ostringstream report;
+  fixAndReport(files, input, file, set, report);
   written.write(reinterpret_cast<const char*>(file.data()),
                 static_cast<std::streamsize>(file.size()));
   outputs.commit();
+  std::cout << report.str();
 }

@@ -2,7 +2,8 @@
 // whole, each attribute's informative bits taken from the chosen group (the
 // report's scan, one pass over the project's files per attribute), every
 // checksum found in the project's files recomputed, the result checked and
-// written whole, and what changed printed on standard output.
+// written whole, and then what changed printed on standard output (nothing
+// is printed for an output that was not written).
 //
 // Everything that can be refused is refused before the output is touched:
 // an unknown attribute or group, an input of another length than the

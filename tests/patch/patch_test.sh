@@ -188,7 +188,8 @@ if [[ $(id -u) == 0 ]] && unshare -m true 2>/dev/null; then
   mkdir full
   unshare -m sh -c 'mount -t tmpfs -o size=64k tmpfs full && "$0" -p fs.txt --set label=beta \
     -o full/out.img fs0.img >out 2>err; echo $? >status; ls -A full >left' "$patch"
-  [[ $(cat status) == 1 && ! -s left ]] || fail "full: status $(cat status), left [$(cat left)]"
+  [[ $(cat status) == 1 && ! -s left && ! -s out ]] ||
+    fail "full: status $(cat status), left [$(cat left)], printed [$(cat out)]"
   grep -q "^ovrell-patch: cannot write .*full/out.img.*No space left on device" err ||
     fail "full: $(cat err)"
 fi
