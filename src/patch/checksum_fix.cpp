@@ -39,10 +39,8 @@ std::vector<unsigned char> encodeText(std::uint64_t value, std::vector<unsigned 
 }  // namespace
 
 std::uint64_t computeChecksum(const ChecksumField& field, std::vector<unsigned char>& file) {
-  const bool holdsField =
-      field.coversFirst <= field.firstByte && field.lastByte <= field.coversLast;
   const std::vector<unsigned char> saved = fieldBytes(field, file);
-  if (holdsField)
+  if (field.fieldAsZeros || field.fieldAsBlanks)
     std::fill(file.begin() + field.firstByte, file.begin() + field.lastByte + 1,
               field.fieldAsBlanks ? ' ' : 0);
   const unsigned char* data = file.data() + field.coversFirst;
