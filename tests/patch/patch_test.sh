@@ -169,6 +169,10 @@ refuse "ovrell-patch: the input file 'short.bin' is 255 bytes long, the project'
   -p "$p" --set model=X200 -o out.bin short.bin
 refuse "ovrell-patch: cannot read the input file 'none.bin': No such file or directory" \
   -p "$p" --set model=X200 -o out.bin none.bin
+refuse "the argument ('model') for option '--set' is invalid
+try \`$patch -h' for more information." -p "$p" --set model -o out.bin "$x100"
+refuse "ovrell-patch: files of 256 bytes are held 3 times in memory, which the memory limit of 700 bytes does not allow; use a larger -m" \
+  -p "$p" -m 700 --set model=X200 -o out.bin "$x100"
 refuse 'Attribute "colour" is not specified in the project file.' \
   -p "$p" --set colour=red -o out.bin "$x100"
 refuse "the attribute 'model' is set twice
