@@ -149,7 +149,23 @@ grep -qx '  32-bit sum of bytes at 0x00000094-0x0000009b (octal text) over 0x000
 bitsonly owner tar.txt t0.tar t2.tar bits.tar
 tar -tf bits.tar >/dev/null 2>&1 && fail "tar: the bits alone pass"
 
-# 5. Refusals: a message, status 1, and no file written.
+# 5. A byte that changes between the files just before the set one and
+# that nothing explains (no counter, time, text or random bytes) is warned
+# about; the 16-byte files are zeros elsewhere.
+python3 -c 'import sys
+for i, x in enumerate([0x91, 0x17, 0xc3, 0x05, 0x77, 0x3e]):
+    open(f"w{i}.bin", "wb").write(bytes(4) + bytes([x, 255 * (i % 2)]) + bytes(10))
+open("w.txt", "w").write("file a\n" + "".join(f"w{i}.bin {i % 2}\n" for i in range(6)))'
+"$patch" -p w.txt --set a=1 -o w.out w0.bin >out 2>&1
+cat >want <<'EOF2'
+changed bytes:
+  0x00000005              00 -> ff
+checksums recomputed: none
+warning: bytes 0x00000004 next to a changed byte change between the files and nothing explains them: if they depend on the changed bytes (a checksum nobody found), the output is wrong
+EOF2
+diff want out || fail "the warning before a changed byte"
+
+# 6. Refusals: a message, status 1, and no file written.
 p=$examples/project.txt x100=$examples/dumps/x100-eu-1.bin
 printf 'file all model\n' >one.txt
 for f in "$examples"/dumps/*.bin; do echo "$f s $(basename "$f" | cut -c1-4)"; done >>one.txt
@@ -187,7 +203,7 @@ done
 cmp -s in.bin "$x100" || fail "the input was written"
 ls | grep -q tmp && fail "a temporary file was left: $(ls)"
 
-# 6. A full file system: no output and no temporary file.
+# 7. A full file system: no output and no temporary file.
 if [[ $(id -u) == 0 ]] && unshare -m true 2>/dev/null; then
   mkdir full
   unshare -m sh -c 'mount -t tmpfs -o size=64k tmpfs full && "$0" -p fs.txt --set label=beta \
