@@ -50,8 +50,9 @@ if [[ $mode == test ]]; then
   # The format check (tools/check_format.sh).
   packages+=(clang-format)
   # Tests read JSON and make real files with the standard tools: python3
-  # (json, zlib for PNGs with stored deflate), e2fsprogs (mke2fs), tar, gzip.
-  packages+=(python3 e2fsprogs tar gzip)
+  # (json, zlib for PNGs with stored deflate), e2fsprogs (mke2fs), tar, gzip,
+  # and pngcheck, which judges the PNGs ovrell-patch writes.
+  packages+=(python3 e2fsprogs tar gzip pngcheck)
   # The installation tests: the man page (groff, man-db), the bash
   # completion, and the Debian package (dpkg-dev and file for CPack's
   # dependency list, lintian to check it).
