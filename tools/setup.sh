@@ -51,8 +51,9 @@ if [[ $mode == test ]]; then
   packages+=(clang-format)
   # Tests read JSON and make real files with the standard tools: python3
   # (json, zlib for PNGs with stored deflate), e2fsprogs (mke2fs), tar, gzip,
-  # zip, dosfstools (mkfs.fat) and mtools (files on FAT volumes).
-  packages+=(python3 e2fsprogs tar gzip zip dosfstools mtools)
+  # zip, dosfstools (mkfs.fat), mtools (files on FAT volumes), and pngcheck,
+  # which judges the PNGs ovrell-patch writes.
+  packages+=(python3 e2fsprogs tar gzip zip dosfstools mtools pngcheck)
   # The installation tests: the man page (groff, man-db), the bash
   # completion, and the Debian package (dpkg-dev and file for CPack's
   # dependency list, lintian to check it).

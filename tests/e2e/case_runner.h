@@ -60,16 +60,18 @@ inline std::string printed(const std::string& piece, int format, bool space) {
   return text;
 }
 
-// Runs a shell script in sb.dir with $OVRELL naming the built tool, after writing `files` (as
-// for put); returns what it printed on both streams.
-inline std::string runScript(const Sandbox& sb, const std::string& files,
-                             const std::string& script) {
+// Runs the scenario tests/e2e/scenarios/NAME.sh in sb.dir with $OVRELL naming the built tool
+// and $SCENARIOS its directory, after writing `files` (as for put), with `env` (blank-separated
+// NAME=VALUE) in its environment; returns what it printed on both streams.
+inline std::string runScenario(const Sandbox& sb, const std::string& files, const std::string& name,
+                               const std::string& env = "") {
   put(sb, files);
   std::signal(SIGPIPE, SIG_DFL);  // so that a writer whose reader has gone ends, as in a shell
   const std::string out = sb.root + "/script.out";
-  const std::string command = "cd '" + sb.dir + "' && OVRELL='" + OVRELL_BINARY + "' sh -c '" +
-                              script + "' > '" + out + "' 2>&1";
-  EXPECT_EQ(std::system(command.c_str()), 0) << script;
+  const std::string command = "cd '" + sb.dir + "' && env SCENARIOS='" + OVRELL_SCENARIOS +
+                              "' OVRELL='" + OVRELL_BINARY + "' " + env + " sh '" +
+                              OVRELL_SCENARIOS + "/" + name + ".sh' > '" + out + "' 2>&1";
+  EXPECT_EQ(std::system(command.c_str()), 0) << name;
   return slurp(out);
 }
 

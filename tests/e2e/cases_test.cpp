@@ -204,19 +204,15 @@ TEST(Cases, StreamsStatusAndFilesOfEveryMessageFormatAndAttribute) {
 // for 9 bytes in a block of 16 (the count wraps to a negative number), the runs are as ever.
 TEST(Cases, ShortFileInAnUnevenBlockIsRefusedBeforeItsEndlessReadBack) {
   const Sandbox sb;
-  EXPECT_EQ(
-      runScript(sb, "a=" + std::string(64, '0') + "00 b=" + std::string(64, '0') + "01",
-                "printf \"file G\\na x\\nb y\\n\" > p.txt; echo old > dis; "
-                "o() { \"$OVRELL\" -p p.txt -n -f 1 \"$@\" G; echo \" = $?\"; }; o -d dis; "
-                "cat dis; o -m 724 -d dis; cat dis; o -m 725 -d dis; cat dis; tail -c 9 a > c; "
-                "tail -c 9 b > d; printf \"file G\\nc x\\nd y\\n\" > p.txt; o -d dis; cat dis"),
-      "ovrell: files of 33 bytes in one block of 40 bytes: the commonalities would be read "
-      "back without end; use -m 724 or less; nothing was deleted or written\n = 1\nold\n" +
-          std::string(66, 'F') +
-          " = 0\n(263-263)\novrell: files of 33 bytes in one block of 40 bytes: the "
-          "commonalities would be read back without end; use -m 724 or less; nothing was "
-          "deleted or written\n = 1\n(263-263)\n" +
-          std::string(18, 'F') + " = 0\n(71-71)\n");
+  EXPECT_EQ(runScenario(sb, "a=" + std::string(64, '0') + "00 b=" + std::string(64, '0') + "01",
+                        "endless_read_back"),
+            "ovrell: files of 33 bytes in one block of 40 bytes: the commonalities would be read "
+            "back without end; use -m 724 or less; nothing was deleted or written\n = 1\nold\n" +
+                std::string(66, 'F') +
+                " = 0\n(263-263)\novrell: files of 33 bytes in one block of 40 bytes: the "
+                "commonalities would be read back without end; use -m 724 or less; nothing was "
+                "deleted or written\n = 1\n(263-263)\n" +
+                std::string(18, 'F') + " = 0\n(71-71)\n");
 }
 
 // Two 5 GiB sparse files, equal but for a byte beyond 4 GiB and the last byte: the ascii mask

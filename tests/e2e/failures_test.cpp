@@ -5,48 +5,30 @@
 
 namespace {
 
-const char kData[] =
-    "head -c 98304 /dev/urandom > a; head -c 98304 /dev/urandom > b; cp a c; "
-    "printf \"f G H\\na x 1\\nb y 2\\nc z 1\\n\" > p.txt; ";
-
-// Runs `script` with a 64 KiB file system mounted at full/ (a private tmpfs when the test may
-// mount one; otherwise a 64 KiB file size limit with SIGXFSZ ignored stands in for it).
-std::string onFullDisk(const Sandbox& sb, const std::string& script) {
+// Runs the full-disk scenario with a private 64 KiB tmpfs when the test may mount one; otherwise
+// a 64 KiB file size limit with SIGXFSZ ignored stands in for it.
+std::string onFullDisk(const Sandbox& sb) {
   const bool mount = geteuid() == 0 && std::system("unshare -m true 2>/dev/null") == 0;
   if (!mount) std::cout << "[ NOTE     ] not root: a file size limit stands in for a full disk\n";
-  const std::string setUp =
-      mount ? "mount -t tmpfs -o size=64k tmpfs full && " : "ulimit -f 128 && trap \"\" XFSZ && ";
-  write(sb, "run.sh",
-        std::string(kData) + "mkdir -p full; " + (mount ? "exec unshare -m " : "") + "sh -c '" +
-            setUp + script + "'");
-  return runScript(sb, "", "sh run.sh");
+  return runScenario(sb, "", "full_disk", mount ? "MOUNT=1" : "");
 }
 
 }  // namespace
 
 TEST(Failures, FullDiskEndsTheRunAndPutsEveryResultBack) {
   const Sandbox sb;
-  const std::string run =
-      "F=$(pwd)/full; E=$(pwd)/err; o() { \"$OVRELL\" \"$@\" 2>$E; echo \"$* : $?\"; "
-      "sed \"s/: No space left on device//; s/: File too large//\" $E; ls $F; }; "
-      "echo old > full/dis_0; o -p p.txt -c full/res G; o -p p.txt -q -x -c res -d full/dis H G; "
-      "cat full/dis_0; cd full && o -p ../p.txt -c ../res -d ../dis G; ls ..; "
-      "\"$OVRELL\" -p ../p.txt G >/dev/full; true";
-  EXPECT_EQ(onFullDisk(sb, run),
+  EXPECT_EQ(onFullDisk(sb),
             "-p p.txt -c full/res G : 1\novrell: cannot write 'full/res'\ndis_0\n"
             "-p p.txt -q -x -c res -d full/dis H G : 1\novrell: cannot write 'full/dis_0'\ndis_0\n"
             "old\n-p ../p.txt -c ../res -d ../dis G : 1\n"
             "ovrell: cannot write '__partialResult1_tmp'\ndis_0\na\nb\nc\nerr\nfull\np.txt\n"
-            "run.sh\novrell: cannot write standard output: No space left on device\n");
+            "ovrell: cannot write standard output: No space left on device\n");
 }
 
 TEST(Failures, ResultPathsThatAreInputsOrEachOtherAreRefusedBeforeAnythingGoes) {
   const Sandbox sb;
   EXPECT_EQ(
-      runScript(sb, "a=01 b=02 c=03",
-                "printf \"f G H\\na x 1\\nb y 2\\nc z 3\\n\" > p.txt; ln c l; o() { "
-                "\"$OVRELL\" -p p.txt \"$@\" 2>&1; echo \"= $?\"; }; o -c l G; o -c p.txt G; "
-                "o -c X -d ./X G H; o -d __partialResult1_tmp G; o -c r -d r G; ls; od -An -tx1 c"),
+      runScenario(sb, "a=01 b=02 c=03", "result_paths"),
       "ovrell: the commonalities file 'l' is the data file 'c'; nothing was deleted or written\n= 1\n"
       "ovrell: the commonalities file 'p.txt' is the project file 'p.txt'; nothing was deleted "
       "or written\n= 1\n"
@@ -62,30 +44,18 @@ TEST(Failures, ResultPathsThatAreInputsOrEachOtherAreRefusedBeforeAnythingGoes) 
 // results file there, until a signal ends it.
 TEST(Failures, SignalTakesBackResultsAndThePrivatePartialResultsFile) {
   const Sandbox sb;
-  EXPECT_EQ(
-      runScript(sb, "c=01 d=02",
-                "head -c 99999 /dev/zero > a; { cat a; printf 1; } > b; head -c 1 b >> a; "
-                "umask 0; printf \"file G\\na x\\nb y\\n\" > p.txt; mkfifo f; exec 3<>f; "
-                "\"$OVRELL\" -p p.txt -d dis G >f & sleep 1; stat -c %a __partialResult1_tmp; "
-                "kill -TERM $!; { wait $!; } 2>/dev/null; echo \"status $?\"; ls; echo keep > v; "
-                "ln -s v __partialResult1_tmp; printf \"file G\\nc x\\nd y\\n\" > q.txt; "
-                "\"$OVRELL\" -p q.txt -x -d dis G; cat v dis; ls"),
-      "600\nstatus 143\na\nb\nc\nd\nf\np.txt\n03keep\n(7-7)\n(6-6)\n"
-      "a\nb\nc\nd\ndis\nf\np.txt\nq.txt\nv\n");
+  EXPECT_EQ(runScenario(sb, "c=01 d=02", "signal"),
+            "600\nstatus 143\na\nb\nc\nd\nf\np.txt\n03keep\n(7-7)\n(6-6)\n"
+            "a\nb\nc\nd\ndis\nf\np.txt\nq.txt\nv\n");
 }
 
 // The first run holds the directory while its output waits in a full pipe; the second waits for
 // it, says so, and both write what they would have written one after the other.
 TEST(Failures, TwoRunsInOneDirectoryTakeTurns) {
   const Sandbox sb;
-  EXPECT_EQ(
-      runScript(sb, "",
-                std::string(kData) +
-                    "\"$OVRELL\" -p p.txt -d d1 G | (sleep 2; cat > c1) & sleep 0.5; "
-                    "\"$OVRELL\" -p p.txt -d d2 G > c2; wait; \"$OVRELL\" -p p.txt -d d3 G > c3;"
-                    " cmp c1 c2 && cmp c2 c3 && cmp d1 d2 && cmp d2 d3 && echo same"),
-      "ovrell: another run is using the partial results file of this directory; waiting for "
-      "it to end\nsame\n");
+  EXPECT_EQ(runScenario(sb, "", "two_runs"),
+            "ovrell: another run is using the partial results file of this directory; waiting for "
+            "it to end\nsame\n");
 }
 
 // Six files, fewer descriptors than the files and four more. The sanitizers' own checks need two.
@@ -105,15 +75,9 @@ TEST(Failures, FewDescriptorsAreEnough) {
   write(sb, "p.txt",
         header + "\n" + lines[0] + "\n" + lines[1] + "\n" + lines[2] + "\n" + lines[3] + "\n" +
             lines[4] + "\n" + lines[5] + "\n");
-  EXPECT_EQ(
-      runScript(
-          sb, "a=0F0F b=0F0F c=F0F0 d=F0F0 e=3C3C f=3C3C",
-          "\"$OVRELL\" -p p.txt -c r1 -d d1 G; (ulimit -n " + limit +
-              "; \"$OVRELL\" -p "
-              "p.txt -c r2 -d d2 G; \"$OVRELL\" -p p.txt -x -c m G G0 G1 G2 G3 G4 G5 G6 G7 G8 G9 "
-              "G10 G11 G12 G13 G14 G15 G16 G17 G18 G19; echo \"status $?\"); cmp r1 r2 && "
-              "cmp d1 d2 && cat d2 m_20; cat m_* | wc -c"),
-      "status 0\n(13-14)\n(11-12)\n(9-10)\n(7-8)\n(5-6)\n(3-4)\n(1-2)\nFF FF105\n");
+  EXPECT_EQ(runScenario(sb, "a=0F0F b=0F0F c=F0F0 d=F0F0 e=3C3C f=3C3C", "few_descriptors",
+                        "LIMIT=" + limit),
+            "status 0\n(13-14)\n(11-12)\n(9-10)\n(7-8)\n(5-6)\n(3-4)\n(1-2)\nFF FF105\n");
 }
 
 // A link named as a result keeps being a link: its target is emptied and written, and a failed
@@ -126,17 +90,7 @@ TEST(Failures, ResultsThroughLinksAndOldResultsOfOthers) {
   const Sandbox sb;
   chmod(sb.root.c_str(), 0755);
   EXPECT_EQ(
-      runScript(
-          sb, "",
-          std::string(kData) +
-              "chmod 1777 .; echo old > t1; echo old > t2; ln -s t1 l1; ln -s t2 l2; "
-              "mkdir s; ln -s t3 s/l3; o() { \"$OVRELL\" \"$@\"; echo \" = $?\"; }; "
-              "o -p p.txt -n -f 1 -c l1 -d l2 H; find . -type l | sort; wc -c < t1; "
-              "head -c 1 t2; echo; \"$OVRELL\" -p p.txt -d s/l3 G >/dev/full; echo \" = $?\"; "
-              "find . -type l | sort; ls s; echo old > r; chmod 666 r; "
-              "setpriv --reuid=nobody --regid=nogroup --clear-groups \"$OVRELL\" -p p.txt "
-              "-c r G; echo \" = $?\"; cat r; setpriv --reuid=nobody --regid=nogroup "
-              "--clear-groups touch __partialResult1_tmp; o -p p.txt -c r -d d G; cat r; ls"),
+      runScenario(sb, "", "links_and_others"),
       " = 0\n./l1\n./l2\n./s/l3\n196608\n(\n"
       "ovrell: cannot write standard output: No space left on device\n = 1\n./l1\n./l2\n./s/l3\n"
       "l3\n"

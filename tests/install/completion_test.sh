@@ -57,4 +57,24 @@ report() {
 report "$all" --bits -p p.txt ''
 report 'my p.txt' --json m
 report $'--help\n--html' --h
+
+# ovrell-patch: after --set, the names with '=', then the named one's values.
+source "$(dirname "$1")/ovrell-patch" || exit 1
+printf 'file model region\na.bin X100 EU\nb.bin X200 US\nc.bin X100 "north west"\n' >q.txt
+patch() {
+  local want=$1 got
+  shift
+  COMP_WORDS=(ovrell-patch "$@") COMP_CWORD=$# COMP_LINE="ovrell-patch $*"
+  COMP_POINT=${#COMP_LINE} COMPREPLY=()
+  got=$(_ovrell_patch ovrell-patch "${COMP_WORDS[-1]}" "${COMP_WORDS[-2]}" 2>&1
+    printf '%s\n' "${COMPREPLY[@]}" | sort)
+  [[ $got == "$want" ]] || { echo "ovrell-patch $*<TAB>: [$got], not [$want]"; failures=1; }
+}
+patch $'model=\nregion=' -p q.txt --set ''
+patch 'region=' -p q.txt -o x --set r
+patch $'X100\nX200' -p q.txt --set model=
+patch $'EU\nUS\nnorth west' -p q.txt --set region=
+patch 'X200' -pq.txt --set model=X2
+patch '' -p q.txt --set colour=
+patch '--output' --o
 exit $failures
