@@ -202,7 +202,9 @@ class HtmlWriter : public ReportWriter {
     });
     out_ << "</table>\n";
     if (shown < f.regionCount)
-      out_ << "<p>... " << f.regionCount - shown << " more regions (see the JSON)</p>\n";
+      out_ << "<p>... " << f.regionCount - shown
+           << (f.regionCount - shown == 1 ? " more region" : " more regions")
+           << " (see the JSON)</p>\n";
   }
 
   std::ostream& out_;
