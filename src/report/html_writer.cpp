@@ -69,8 +69,10 @@ class HtmlWriter : public ReportWriter {
          << ".swatch{display:inline-block;width:1em;height:1em;vertical-align:middle}\n"
          << "tr.chance{color:#888}\n"
          << "rect:hover{stroke:#000;stroke-width:1}\n</style></head><body>\n"
-         << "<h1>ovrell-report</h1>\n<p>" << run.fileNames.size() << " files of " << run.fileSize
-         << " bytes; a cell stands for " << bytesPerCellFor(run.fileSize)
+         << "<h1>ovrell-report</h1>\n<p>" << run.fileNames.size()
+         << (run.fileNames.size() == 1 ? " file of " : " files of ") << run.fileSize
+         << (run.fileSize == 1 ? " byte" : " bytes") << "; a cell stands for "
+         << bytesPerCellFor(run.fileSize)
          << (bytesPerCellFor(run.fileSize) == 1 ? " byte" : " bytes") << ".</p>\n<p>";
     for (int c = 2; c >= 0; --c)
       out_ << "<span class=\"swatch\" style=\"background:" << kColours[c] << "\"></span> "

@@ -42,8 +42,10 @@ class TextWriter : public ReportWriter {
       rangeWidth_ = std::max(rangeWidth_, 8 + 2 * bitDigits);
     lengthWidth_ =
         std::max(kLeastLengthWidth, 1 + (options_.bits ? bitDigits : digits(run.fileSize, 10)));
-    out_ << paint("1", std::to_string(run.fileNames.size()) + " files of " +
-                           std::to_string(run.fileSize) + " bytes (" +
+    out_ << paint("1", std::to_string(run.fileNames.size()) +
+                           (run.fileNames.size() == 1 ? " file of " : " files of ") +
+                           std::to_string(run.fileSize) +
+                           (run.fileSize == 1 ? " byte (" : " bytes (") +
                            std::to_string(8 * run.fileSize) + " bits)")
          << "\n";
   }
