@@ -176,14 +176,33 @@ class RegionDecoder {
       ++last;
     out.encoding = "text";
     out.first = first, out.last = last;
-    out.isValue = true;
     for (std::size_t g = 0; g < f_.groups.size(); ++g) {
-      std::string text;
-      for (std::uint64_t at = first; at <= last; ++at) text += static_cast<char>(byteOf(g, at));
-      out.isValue = out.isValue && text == f_.groups[g].value;
-      out.values.push_back(text);
+      out.values.emplace_back();
+      for (std::uint64_t at = first; at <= last; ++at)
+        out.values.back() += static_cast<char>(byteOf(g, at));
     }
+    findValues(out);
     return true;
+  }
+
+  // Narrows text to the groups' own values when every group holds its value
+  // at the same place, over the whole region.
+  void findValues(Decoded& text) const {
+    const std::uint64_t length = f_.groups[0].value.size();
+    for (const ReportGroup& group : f_.groups)
+      if (group.value.size() != length) return;
+    if (length < region_.last - region_.first + 1) return;
+    const std::uint64_t low = region_.last + 1 >= length ? region_.last + 1 - length : 0;
+    for (std::uint64_t from = std::max(low, text.first); from <= region_.first; ++from) {
+      if (from + length - 1 > text.last) return;
+      bool all = true;
+      for (std::size_t g = 0; g < f_.groups.size() && all; ++g)
+        all = text.values[g].compare(from - text.first, length, f_.groups[g].value) == 0;
+      if (!all) continue;
+      for (std::size_t g = 0; g < f_.groups.size(); ++g) text.values[g] = f_.groups[g].value;
+      text.first = from, text.last = from + length - 1, text.isValue = true;
+      return;
+    }
   }
 
   Findings& f_;

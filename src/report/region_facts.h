@@ -43,7 +43,8 @@ bool integerOf(const std::string& text, long long& value);
 // the same in every file of every group, to 1, 2, 4 or 8 bytes in either
 // byte order ("u8", "u16le", "u32be", ...; "i..." when a group's own value
 // is negative); text ("text") is printable in every group and widens over
-// such bytes, up to kLongestText bytes. A reading that gives every group its
+// such bytes, up to kLongestText bytes, or narrows to the groups' own values
+// when each group holds its value there at the same place. A reading that gives every group its
 // own value of the attribute wins (`isValue`), integers first and the
 // narrowest first; else text of two bytes or more, else the narrowest
 // integer whose added bytes are zero and the high-order ones (or none are

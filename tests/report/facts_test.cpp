@@ -150,4 +150,30 @@ TEST(ReportFacts, ChanceOnRandomFiles) {
   EXPECT_GT(attributes[3]["regions"].size(), 0u);
 }
 
+// A big-endian signed level at bytes 4-5 between zeros, and "colour=red;"
+// or "colour=tan;" at bytes 8-18: the level reads as its negative and
+// positive values, the colour as its own text inside the constant text
+// around it, and an attribute the text is not reads as the whole text.
+TEST(ReportFacts, SignedAndTextValues) {
+  const Sandbox sb;
+  const char* const levels[] = {"\xff\xfe", "\x00\x05", "\x01\x2c"};  // -2, 5, 300
+  std::string project = "file level colour hue\n";
+  for (int i = 0; i < 6; ++i) {
+    const std::string colour = i < 3 ? "red" : "tan";
+    sb.put("f" + std::to_string(i), std::string(4, '\0') + std::string(levels[i % 3], 2) +
+                                        std::string(2, '\0') + "colour=" + colour + ";" +
+                                        std::string(5, '\0'));
+    project += "f" + std::to_string(i) + " " + std::vector<std::string>{"-2", "5", "300"}[i % 3] +
+               " " + colour + (i < 3 ? " warm\n" : " cool\n");
+  }
+  sb.put("p.txt", project);
+  const std::string out = run(sb, REPORT_BINARY, {"-p", "p.txt"}).out;
+  for (const char* line :
+       {"  -2   2 files\n  5    2 files\n  300  2 files\n",
+        "\n    as i16be at 0x00000004-0x00000005: level = -2, 5, 300\n",
+        "\n    as text at 0x0000000f-0x00000011: colour = \"red\", \"tan\"\n",
+        "\n    as text at 0x00000008-0x00000012: \"colour=tan;\", \"colour=red;\"\n"})
+    EXPECT_NE(out.find(line), std::string::npos) << line << out;
+}
+
 }  // namespace
