@@ -177,10 +177,12 @@ void AttributeScan::scan(Findings& findings) {
     block_.rowSize = pass.size;
     engine_.tiles().readBlockInTiles(files_, pass.start, block_, steps);
   }
+  endRegion(findings);
   findings.constant = 8 * fileSize_ - findings.informative - findings.varying;
   findings.bytes.finish();
   findings.stretches.finish();
   findings.data = &fileBytes_;
+  findings.fileSize = fileSize_;
 }
 
 void AttributeScan::computeTile(Pass& pass, unsigned slotIndex, std::uint64_t first,
@@ -192,8 +194,10 @@ void AttributeScan::computeTile(Pass& pass, unsigned slotIndex, std::uint64_t fi
   for (std::size_t file : pass.entryFiles) slot.rows.push_back(fileRows[file]);
   Word* mask = engine_.tiles().tileScratch(slotIndex);
   if (!pass.allSingle) commonalitiesOfWords(pass.groupSizes, slot.rows, mask, count);
-  if (pass.picture && pass.allSingle) std::fill(mask + count, mask + 2 * count, ~Word{0});
-  if (pass.picture && !pass.allSingle) std::memcpy(mask + count, mask, count * sizeof(Word));
+  // The uniform bits follow the mask: the picture's varying cells and the
+  // regions that could be chance read them.
+  if (pass.allSingle) std::fill(mask + count, mask + 2 * count, ~Word{0});
+  if (!pass.allSingle) std::memcpy(mask + count, mask, count * sizeof(Word));
   slot.lines.clear();
   const MaskCounts counts = excludeAndCount(slot.rows, mask, bytes, pass.allSingle, slot.lines);
   slot.varying = counts.varying, slot.informative = counts.informative;
@@ -213,6 +217,7 @@ void AttributeScan::commitTile(Pass& pass, unsigned slotIndex, std::uint64_t fir
     markCells(mask, tileSize, false, tileStart, kInformativeCell, findings);
   }
   mask_ = VectorBuff{reinterpret_cast<unsigned char*>(mask), tileSize};
+  uniform_ = reinterpret_cast<const unsigned char*>(mask + (end - first));
   pass.rowPointers.clear();
   for (std::size_t file : pass.entryFiles) pass.rowPointers.push_back(fileRows[file]);
   recordBytes(findings, tileStart, slot.lines);
@@ -255,19 +260,23 @@ void AttributeScan::recordBytes(Findings& findings, std::uint64_t start,
     for (std::uint64_t word = 8 * std::uint64_t{lines[next]} + 8; word-- > 8 * lines[next];) {
       if (8 * word >= mask_.size || words[word] == 0) continue;
       for (std::uint64_t b = std::min(mask_.size, 8 * word + 8); b-- > 8 * word;) {
-        if (mask[b] != 0) recordByte(findings, start + b, mask[b]);
+        if (mask[b] != 0) recordByte(findings, start + b, mask[b], uniform_[b] != 0xFF);
       }
     }
   }
 }
 
-void AttributeScan::recordByte(Findings& findings, std::uint64_t offset,
-                               unsigned char informative) {
+void AttributeScan::recordByte(Findings& findings, std::uint64_t offset, unsigned char informative,
+                               bool varies) {
   findings.bytes.append(offset, informative);
   if (regionLength_ == 0 || offset + 1 != lastOffset_) {
+    endRegion(findings);
     ++findings.regionCount;
     regionLength_ = 0;
   }
+  const int bits = __builtin_popcount(informative);
+  regionLoneBits_ += static_cast<std::uint64_t>(bits);
+  regionLone_ = regionLone_ && bits == 1 && varies;
   findings.longestRegion = std::max(findings.longestRegion, ++regionLength_);
   lastOffset_ = offset;
   for (unsigned k = 8; k-- > 0;) {
@@ -276,4 +285,10 @@ void AttributeScan::recordByte(Findings& findings, std::uint64_t offset,
     if (findings.fieldCount == 0 || position + 1 != lastPosition_) ++findings.fieldCount;
     lastPosition_ = position;
   }
+}
+
+void AttributeScan::endRegion(Findings& findings) {
+  if (regionLength_ > 0 && regionLone_) findings.chanceCandidates += regionLoneBits_;
+  regionLone_ = true;
+  regionLoneBits_ = 0;
 }

@@ -4,7 +4,7 @@
 //
 // For each block the engine's reader brings the files in tile by tile, from
 // the block's last tile to its first, on every core; each tile's mask of
-// bits uniform in every group is counted (its complement is the varying
+// bits uniform in every group is kept and counted (its complement is the varying
 // bits) and then narrowed to the bits that also differ between two files,
 // ovrell's -x mask: the informative bits. Then, tile after tile in that
 // order, their bytes go to the findings' byte records, and the informative
@@ -62,14 +62,21 @@ class AttributeScan {
   void tileStretches(Pass& pass, const std::vector<std::uint32_t>& lines, std::uint64_t tileStart);
   void recordBytes(Findings& findings, std::uint64_t start,
                    const std::vector<std::uint32_t>& lines);
-  void recordByte(Findings& findings, std::uint64_t offset, unsigned char informative);
+  // `varies`: the byte holds bits that vary inside some group.
+  void recordByte(Findings& findings, std::uint64_t offset, unsigned char informative, bool varies);
+  // Counts the region just recorded among the chance candidates when each
+  // of its bytes holds one informative bit and bits that vary.
+  void endRegion(Findings& findings);
 
   Ovrell& engine_;
   const DataFiles& files_;
   std::uint64_t fileSize_, blockSize_ = 0;
   unsigned valueWidth_ = 0;
   ArrayBuff block_{}, groupRows_{};
-  VectorBuff mask_{};  // the informative bits of the tile being recorded
+  VectorBuff mask_{};                       // the informative bits of the tile being recorded
+  const unsigned char* uniform_ = nullptr;  // and its bits uniform in every group
+  bool regionLone_ = true;
+  std::uint64_t regionLoneBits_ = 0;
   VectorBuff columnValues_{}, nodes_{};
   std::uint64_t lastPosition_ = 0, lastOffset_ = 0, regionLength_ = 0;
   FileBytes fileBytes_;  // what the findings' walks read the groups' bytes through

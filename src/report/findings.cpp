@@ -13,11 +13,15 @@ unsigned char reversedBits(unsigned char byte) {
   return static_cast<unsigned char>((byte & 0xAA) >> 1 | (byte & 0x55) << 1);
 }
 
-// Group g's byte of record p, and the bits that are the same in all its
-// files.
 unsigned char groupByte(Findings& findings, std::uint64_t p, std::size_t g,
                         unsigned char& uniform) {
-  const std::uint64_t offset = offsetAt(findings, p);
+  return groupByteAt(findings, offsetAt(findings, p), g, uniform);
+}
+
+}  // namespace
+
+unsigned char groupByteAt(Findings& findings, std::uint64_t offset, std::size_t g,
+                          unsigned char& uniform) {
   const FileIndexList& files = *findings.groups[g].files;
   const unsigned char first = findings.data->at(files[0], offset);
   uniform = 0xFF;
@@ -25,8 +29,6 @@ unsigned char groupByte(Findings& findings, std::uint64_t p, std::size_t g,
     uniform &= static_cast<unsigned char>(~(first ^ findings.data->at(files[k], offset)));
   return first;
 }
-
-}  // namespace
 
 FileBytes::FileBytes(const DataFiles& files, std::uint64_t fileSize, const Options& options)
     : files_(files),

@@ -69,12 +69,21 @@ struct Findings {
   explicit Findings(std::vector<ReportGroup> groupList) : groups(std::move(groupList)) {}
 
   std::string name;
-  std::vector<ReportGroup> groups;  // ascending by value
+  std::vector<ReportGroup> groups;  // ascending by value, numerically when all are numbers
+  std::uint64_t fileSize = 0;
   std::uint64_t informative = 0, constant = 0, varying = 0;
   std::uint64_t regionCount = 0, fieldCount = 0, longestRegion = 0;
   ByteRecords bytes;  // the bytes with informative bits
   StretchRecords stretches;
-  FileBytes* data = nullptr;       // the groups' bytes, set by the scan
+  FileBytes* data = nullptr;  // the groups' bytes, set by the scan
+  // The informative bits expected by chance, the one-bit regions that could
+  // be chance (region_facts.h), whether they are, and the sets of groups
+  // that agree on every informative bit (indices into groups, each set
+  // ascending); set by settleFindings.
+  double chanceBits = 0;
+  std::uint64_t chanceCandidates = 0;
+  bool candidatesAreChance = false;
+  std::vector<std::vector<std::size_t>> indistinct;
   std::uint64_t bytesPerCell = 0;  // the picture's cells; 0: no picture
   std::vector<unsigned char> cells;
 };
@@ -86,6 +95,11 @@ struct ByteRecord {
   unsigned char informative;
   std::vector<unsigned char> values, uniform;  // per group
 };
+
+// Group g's byte at `offset` (that of its first file), and in `uniform` the
+// bits that are the same in all its files. REQUIRES: offset < the file size.
+unsigned char groupByteAt(Findings& findings, std::uint64_t offset, std::size_t g,
+                          unsigned char& uniform);
 
 // The byte record at ascending position p (0: the lowest offset), whole,
 // or only its offset or its informative bits.

@@ -3,12 +3,15 @@
 // class, a legend, and the field table beside it. A cell stands for
 // bytesPerCellFor(file size) bytes and takes the most telling class of its
 // bits (informative, then varying, then constant), so that every field shows
-// as at least one cell. Every cell has a tooltip (an SVG <title>) with its
+// as at least one cell. The table beside it lists the regions (the groups'
+// bytes with their text, the region decoded, the fields' bits; the likely
+// chance ones greyed and marked). Every cell has a tooltip (an SVG <title>) with its
 // byte range and class, and for an informative cell each group's byte at the
 // cell's first informative byte.
 #include <iomanip>
 #include <sstream>
 
+#include "report/region_facts.h"
 #include "report/report_writer.h"
 
 namespace {
@@ -16,7 +19,8 @@ namespace {
 constexpr std::uint64_t kMostCells = 4096;
 constexpr unsigned kColumns = 64;
 constexpr unsigned kCellPixels = 10;
-constexpr std::uint64_t kShownFields = 200;
+constexpr std::uint64_t kShownRegions = 200;
+constexpr std::uint64_t kShownBytes = 16;  // of a region, per cell
 constexpr std::uint64_t kShownBits = 64;
 const char* const kClassNames[] = {"constant", "varying", "informative"};
 const char* const kColours[] = {"#d9d9d9", "#f5b700", "#d62728"};
@@ -63,9 +67,12 @@ class HtmlWriter : public ReportWriter {
          << "table{border-collapse:collapse;font-family:monospace}\n"
          << "td,th{border:1px solid #ccc;padding:2px 6px;text-align:left}\n"
          << ".swatch{display:inline-block;width:1em;height:1em;vertical-align:middle}\n"
+         << "tr.chance{color:#888}\n"
          << "rect:hover{stroke:#000;stroke-width:1}\n</style></head><body>\n"
-         << "<h1>ovrell-report</h1>\n<p>" << run.fileNames.size() << " files of " << run.fileSize
-         << " bytes; a cell stands for " << bytesPerCellFor(run.fileSize)
+         << "<h1>ovrell-report</h1>\n<p>" << run.fileNames.size()
+         << (run.fileNames.size() == 1 ? " file of " : " files of ") << run.fileSize
+         << (run.fileSize == 1 ? " byte" : " bytes") << "; a cell stands for "
+         << bytesPerCellFor(run.fileSize)
          << (bytesPerCellFor(run.fileSize) == 1 ? " byte" : " bytes") << ".</p>\n<p>";
     for (int c = 2; c >= 0; --c)
       out_ << "<span class=\"swatch\" style=\"background:" << kColours[c] << "\"></span> "
@@ -74,13 +81,28 @@ class HtmlWriter : public ReportWriter {
   }
 
   void attribute(Findings& f) override {
-    out_ << "<h2>attribute " << escaped(f.name) << "</h2>\n<p>" << f.informative << " informative, "
-         << f.constant << " constant, " << f.varying << " varying bits; groups:";
-    for (const ReportGroup& group : f.groups)
+    out_ << "<h2>attribute " << escaped(f.name) << "</h2>\n<p>" << f.informative << " informative ("
+         << std::fixed << std::setprecision(2) << f.chanceBits << std::defaultfloat
+         << " expected by chance), " << f.constant << " constant, " << f.varying
+         << " varying bits; " << f.groups.size() << (f.groups.size() == 1 ? " group:" : " groups:");
+    bool allSingle = f.groups.size() > 1;
+    for (const ReportGroup& group : f.groups) {
       out_ << " " << escaped(group.value) << " (" << group.files->size() << ")";
-    out_ << "</p>\n<div class=\"attribute\">\n";
+      allSingle = allSingle && group.files->size() == 1;
+    }
+    out_ << "</p>\n";
+    for (const std::vector<std::size_t>& set : f.indistinct) {
+      out_ << "<p>cannot tell apart:";
+      for (std::size_t k = 0; k < set.size(); ++k)
+        out_ << (k ? ", " : " ") << escaped(f.groups[set[k]].value);
+      out_ << "</p>\n";
+    }
+    if (allSingle)
+      out_ << "<p>every group holds one file: the bytes that differ are explained under "
+              "&ldquo;What changes between files&rdquo;</p>\n";
+    out_ << "<div class=\"attribute\">\n";
     grid(f);
-    fieldTable(f);
+    if (!allSingle) fieldTable(f);
     out_ << "</div>\n";
   }
 
@@ -124,17 +146,51 @@ class HtmlWriter : public ReportWriter {
     out_ << "</svg>\n";
   }
 
+  // Group g's bytes of a region in hex, with the text when all are known and
+  // printable.
+  static std::string regionBytes(Findings& f, const Span& region, std::size_t g) {
+    std::string hex;
+    appendRegionHex(hex, f, region, g, kShownBytes, " ");
+    std::string cell = escaped(hex) + (region.last - region.first + 1 > kShownBytes ? " ..." : "");
+    std::string text;
+    for (std::size_t at = 0; at < hex.size(); at += 3) {
+      if (hex[at] == '?') return cell;
+      const char byte = static_cast<char>(std::stoi(hex.substr(at, 2), nullptr, 16));
+      if (byte < 0x20 || byte > 0x7e) return cell;
+      text += byte;
+    }
+    return cell + " &ldquo;" + escaped(text) + "&rdquo;";
+  }
+
+  // The regions: each group's bytes, the region decoded, and its fields'
+  // bits below it; the likely chance ones marked.
   void fieldTable(Findings& f) {
-    out_ << "<table><tr><th>byte</th><th>bits</th><th>width</th>";
+    out_ << "<table><tr><th>bytes</th><th>bits</th><th>width</th>";
     for (const ReportGroup& group : f.groups) out_ << "<th>" << escaped(group.value) << "</th>";
     out_ << "</tr>\n";
     std::uint64_t shown = 0;
-    if (f.bytes.count() > 0)
-      forEachField(f, 0, f.bytes.count() - 1, [&](const Span& field) {
-        if (shown == kShownFields) return false;
-        ++shown;
-        out_ << "<tr><td>" << hexOffset(field.first / 8) << "</td><td>" << field.first << "-"
-             << field.last << "</td><td>" << field.last - field.first + 1 << "</td>";
+    forEachRegion(f, [&](const Span& region) {
+      if (shown == kShownRegions) return false;
+      ++shown;
+      const bool chance = likelyChance(f, region);
+      out_ << "<tr" << (chance ? " class=\"chance\"" : "") << "><td>" << hexOffset(region.first)
+           << "-" << hexOffset(region.last) << (chance ? " likely chance" : "")
+           << "</td><td></td><td>" << region.last - region.first + 1 << " B</td>";
+      for (std::size_t g = 0; g < f.groups.size(); ++g)
+        out_ << "<td>" << regionBytes(f, region, g) << "</td>";
+      out_ << "</tr>\n";
+      Decoded d;
+      if (decodeRegion(f, region, d)) {
+        out_ << "<tr><td>" << (d.isValue ? escaped(f.name) + " = " : "") << "as " << d.encoding
+             << "</td><td>" << hexOffset(d.first) << "-" << hexOffset(d.last) << "</td><td>"
+             << d.last - d.first + 1 << " B</td>";
+        for (std::size_t g = 0; g < f.groups.size(); ++g)
+          out_ << "<td>" << escaped(d.values[g]) << "</td>";
+        out_ << "</tr>\n";
+      }
+      forEachField(f, region.from, region.to, [&](const Span& field) {
+        out_ << "<tr><td></td><td>" << field.first << "-" << field.last << "</td><td>"
+             << field.last - field.first + 1 << "</td>";
         for (std::size_t g = 0; g < f.groups.size(); ++g) {
           std::string bits;
           appendFieldBits(bits, f, field, g, kShownBits);
@@ -144,9 +200,13 @@ class HtmlWriter : public ReportWriter {
         out_ << "</tr>\n";
         return true;
       });
+      return true;
+    });
     out_ << "</table>\n";
-    if (shown < f.fieldCount)
-      out_ << "<p>... " << f.fieldCount - shown << " more fields (see the JSON)</p>\n";
+    if (shown < f.regionCount)
+      out_ << "<p>... " << f.regionCount - shown
+           << (f.regionCount - shown == 1 ? " more region" : " more regions")
+           << " (see the JSON)</p>\n";
   }
 
   std::ostream& out_;

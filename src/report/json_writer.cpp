@@ -4,7 +4,9 @@
 // string is written by jsonEscaped, so that each byte string has a string of
 // its own.
 #include <charconv>
+#include <cstdio>
 
+#include "report/region_facts.h"
 #include "report/report_writer.h"
 
 namespace {
@@ -68,6 +70,7 @@ class JsonWriter : public ReportWriter {
     }
     add("],\n   \"bits\": {\"informative\": ").number(f.informative);
     add(", \"constant\": ").number(f.constant).add(", \"varying\": ").number(f.varying).add("},");
+    chance(f);
     regions(f);
     fields(f);
     stretches(f);
@@ -129,11 +132,44 @@ class JsonWriter : public ReportWriter {
     forEachRegion(f, [&](const Span& region) {
       add(first ? "\n    " : ",\n    ").add("{\"first_byte\": ").number(region.first);
       add(", \"last_byte\": ").number(region.last);
+      add(", \"likely_chance\": ").add(likelyChance(f, region) ? "true" : "false");
       first = false;
+      decoded(f, region);
       values(f, region, true);
       return true;
     });
     add("],");
+  }
+
+  // The informative bits expected by chance and the groups no informative
+  // bit tells apart, as lists of their values.
+  void chance(Findings& f) {
+    char digits[32];
+    std::snprintf(digits, sizeof digits, "%.6g", f.chanceBits);
+    add("\n   \"chance_bits\": ").add(digits).add(", \"indistinct_groups\": [");
+    for (std::size_t k = 0; k < f.indistinct.size(); ++k) {
+      add(k ? ", [" : "[");
+      for (std::size_t g = 0; g < f.indistinct[k].size(); ++g)
+        add(g ? ", " : "").add(keys_[f.indistinct[k][g]]);
+      add("]");
+    }
+    add("],");
+  }
+
+  void decoded(Findings& f, const Span& region) {
+    Decoded d;
+    if (!decodeRegion(f, region, d)) {
+      add(", \"decoded\": null");
+      return;
+    }
+    add(", \"decoded\": {\"encoding\": \"").add(d.encoding).add("\", \"first_byte\": ");
+    number(d.first).add(", \"last_byte\": ").number(d.last).add(", \"values\": {");
+    for (std::size_t g = 0; g < f.groups.size(); ++g)
+      add(g ? ", " : "")
+          .add(keys_[g])
+          .add(": ")
+          .add(d.text() ? jsonString(d.values[g]) : d.values[g]);
+    add("}, \"is_value\": ").add(d.isValue ? "true}" : "false}");
   }
 
   void fields(Findings& f) {

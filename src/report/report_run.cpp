@@ -3,6 +3,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cmath>
 #include <cstdlib>
 #include <iostream>
 
@@ -13,6 +15,7 @@
 #include "engine/ovrell.h"
 #include "project/project.h"
 #include "report/attribute_scan.h"
+#include "report/region_facts.h"
 #include "report/report_writer.h"
 
 namespace {
@@ -20,8 +23,24 @@ namespace {
 std::vector<ReportGroup> groupsOf(const ValueGroups& values) {
   std::vector<ReportGroup> groups;
   for (const auto& value : values) groups.push_back(ReportGroup{value.first, value.second});
-  std::sort(groups.begin(), groups.end(),
-            [](const ReportGroup& a, const ReportGroup& b) { return a.value < b.value; });
+  // Numbers sort by their value when every value is one, else by bytes.
+  const auto number = [](const std::string& text, double& value) {
+    char* end = nullptr;
+    value = text.empty() || std::isspace(static_cast<unsigned char>(text[0]))
+                ? 0
+                : std::strtod(text.c_str(), &end);
+    return end == text.c_str() + text.size() && std::isfinite(value);
+  };
+  bool numbers = true;
+  for (const ReportGroup& group : groups) {
+    double value = 0;
+    numbers = numbers && number(group.value, value);
+  }
+  std::sort(groups.begin(), groups.end(), [&](const ReportGroup& a, const ReportGroup& b) {
+    double x = 0, y = 0;
+    if (numbers && number(a.value, x) && number(b.value, y) && x != y) return x < y;
+    return a.value < b.value;
+  });
   return groups;
 }
 
@@ -78,6 +97,7 @@ void runReport(Options& options, const ReportOptions& report) {
                             kConstantCell);
     }
     scan.scan(findings);
+    settleFindings(findings);
     for (auto& writer : writers) writer->attribute(findings);
     if (standardOutputClosed() && !outputs.toFiles()) break;
   }

@@ -1,6 +1,9 @@
 // The text table: one block per attribute with its groups, its bit counts
-// and its regions (each group's bytes in hex, and as text when printable);
-// with --bits each region's fields below it. Names and values are written as
+// beside the informative bits expected by chance, the groups no bit tells
+// apart, and its regions (each group's bytes in hex, and as text when
+// printable, then the region decoded; the likely chance ones last); with
+// --bits each region's fields below it. When every group holds one file,
+// one line stands for the groups and the table. Names and values are written as
 // JSON escapes them (control characters and bytes that are not UTF-8 too), so
 // nothing reaches the terminal raw; the first two columns are as wide as the
 // largest offset, position and length of the file size need.
@@ -8,6 +11,7 @@
 #include <iomanip>
 #include <sstream>
 
+#include "report/region_facts.h"
 #include "report/report_writer.h"
 
 namespace {
@@ -38,8 +42,10 @@ class TextWriter : public ReportWriter {
       rangeWidth_ = std::max(rangeWidth_, 8 + 2 * bitDigits);
     lengthWidth_ =
         std::max(kLeastLengthWidth, 1 + (options_.bits ? bitDigits : digits(run.fileSize, 10)));
-    out_ << paint("1", std::to_string(run.fileNames.size()) + " files of " +
-                           std::to_string(run.fileSize) + " bytes (" +
+    out_ << paint("1", std::to_string(run.fileNames.size()) +
+                           (run.fileNames.size() == 1 ? " file of " : " files of ") +
+                           std::to_string(run.fileSize) +
+                           (run.fileSize == 1 ? " byte (" : " bytes (") +
                            std::to_string(8 * run.fileSize) + " bits)")
          << "\n";
   }
@@ -49,18 +55,27 @@ class TextWriter : public ReportWriter {
     for (const ReportGroup& group : f.groups) names_.push_back(jsonEscaped(group.value, true));
     out_ << "\n"
          << paint("1", "attribute " + jsonEscaped(f.name, true)) << ": " << f.groups.size()
-         << " groups\n";
-    for (std::size_t g = 0; g < f.groups.size(); ++g)
+         << (f.groups.size() == 1 ? " group\n" : " groups\n");
+    const bool allSingle = f.groups.size() > 1 && allGroupsSingle(f);
+    for (std::size_t g = 0; g < f.groups.size() && !allSingle; ++g)
       out_ << "  " << std::left << std::setw(static_cast<int>(nameWidth())) << names_[g] << "  "
            << f.groups[g].files->size()
            << (f.groups[g].files->size() == 1 ? " file\n" : " files\n");
-    out_ << "  bits: " << paint("32", std::to_string(f.informative) + " informative") << ", "
+    std::ostringstream chance;
+    chance << std::fixed << std::setprecision(2) << f.chanceBits;
+    out_ << "  bits: " << paint("32", std::to_string(f.informative) + " informative") << " ("
+         << chance.str() << " expected by chance), "
          << paint("2", std::to_string(f.constant) + " constant") << ", "
          << paint("33", std::to_string(f.varying) + " varying") << "\n";
     out_ << "  " << f.regionCount << (f.regionCount == 1 ? " region, " : " regions, ")
          << f.fieldCount << (f.fieldCount == 1 ? " field, " : " fields, ") << f.stretches.count()
          << (f.stretches.count() == 1 ? " stretch\n" : " stretches\n");
-    if (f.regionCount > 0) regionTable(f);
+    indistinctLines(f);
+    if (allSingle)
+      out_ << "  every group holds one file: the bytes that differ are explained under "
+              "\"What changes between files\"\n";
+    else if (f.regionCount > 0)
+      regionTable(f);
   }
 
   void end() override {}
@@ -108,6 +123,22 @@ class TextWriter : public ReportWriter {
       out_ << std::string(width - text.size(), ' ');
   }
 
+  static bool allGroupsSingle(const Findings& f) {
+    for (const ReportGroup& group : f.groups)
+      if (group.files->size() != 1) return false;
+    return true;
+  }
+
+  void indistinctLines(const Findings& f) {
+    for (const std::vector<std::size_t>& set : f.indistinct) {
+      out_ << "  cannot tell apart:";
+      for (std::size_t k = 0; k < set.size(); ++k) out_ << (k ? ", " : " ") << names_[set[k]];
+      out_ << "\n";
+    }
+  }
+
+  // The regions that are not likely chance, then those that are, under a
+  // line of their own; at most --limit rows in all.
   void regionTable(Findings& f) {
     const int width = static_cast<int>(cellWidth(f));
     out_ << "  " << std::left << std::setw(rangeWidth_) << "bytes" << std::right
@@ -115,23 +146,47 @@ class TextWriter : public ReportWriter {
     for (std::size_t g = 0; g < f.groups.size(); ++g) cell(f, g, width, names_[g]);
     out_ << "\n";
     std::uint64_t rows = 0;
-    forEachRegion(f, [&](const Span& region) {
-      if (options_.limit != 0 && rows == options_.limit) return false;
-      ++rows;
-      std::ostringstream range;
-      range << "0x" << std::hex << std::setfill('0') << std::setw(kLeastOffsetDigits)
-            << region.first << "-0x" << std::setw(kLeastOffsetDigits) << region.last;
-      out_ << "  " << std::left << std::setw(rangeWidth_) << range.str() << std::right
-           << std::setw(lengthWidth_) << region.last - region.first + 1;
-      for (std::size_t g = 0; g < f.groups.size(); ++g) cell(f, g, width, regionCell(f, region, g));
-      out_ << "\n";
-      if (options_.bits) fieldRows(f, region, width);
-      return true;
-    });
+    for (const bool chance : {false, true}) {
+      bool headed = false;
+      forEachRegion(f, [&](const Span& region) {
+        if (options_.limit != 0 && rows == options_.limit) return false;
+        if (likelyChance(f, region) != chance) return true;
+        if (chance && !headed) out_ << "  likely chance:\n";
+        headed = true;
+        ++rows;
+        regionRow(f, region, width);
+        return true;
+      });
+    }
     if (rows < f.regionCount)
       out_ << "  ... " << f.regionCount - rows
            << (f.regionCount - rows == 1 ? " more region" : " more regions")
            << " (--limit 0 shows all)\n";
+  }
+
+  void regionRow(Findings& f, const Span& region, int width) {
+    out_ << "  " << std::left << std::setw(rangeWidth_) << range(region.first, region.last)
+         << std::right << std::setw(lengthWidth_) << region.last - region.first + 1;
+    for (std::size_t g = 0; g < f.groups.size(); ++g) cell(f, g, width, regionCell(f, region, g));
+    out_ << "\n";
+    Decoded decoded;
+    if (decodeRegion(f, region, decoded)) {
+      out_ << "    as " << decoded.encoding << " at " << range(decoded.first, decoded.last) << ": "
+           << (decoded.isValue ? jsonEscaped(f.name, true) + " = " : "");
+      for (std::size_t g = 0; g < f.groups.size(); ++g) {
+        const std::string value = jsonEscaped(decoded.values[g], true);
+        out_ << (g ? ", " : "") << (decoded.text() ? "\"" + value + "\"" : value);
+      }
+      out_ << "\n";
+    }
+    if (options_.bits) fieldRows(f, region, width);
+  }
+
+  static std::string range(std::uint64_t first, std::uint64_t last) {
+    std::ostringstream out;
+    out << "0x" << std::hex << std::setfill('0') << std::setw(kLeastOffsetDigits) << first << "-0x"
+        << std::setw(kLeastOffsetDigits) << last;
+    return out.str();
   }
 
   void fieldRows(Findings& f, const Span& region, int width) {

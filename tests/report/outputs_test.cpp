@@ -14,13 +14,15 @@ namespace {
 
 const uid_t kOtherUser = 65533;  // run as, when the tests run as root; nobody is 65534
 
-// Two files of `size` bytes that differ in every even byte: size / 2 regions.
+// Three files of `size` bytes, b differing from the others in every even
+// byte: size / 2 regions.
 void writeComb(const Sandbox& sb, std::size_t size) {
   std::string b(size, '\0');
   for (std::size_t i = 0; i < size; i += 2) b[i] = 1;
   sb.put("a", std::string(size, '\0'));
+  sb.put("c", std::string(size, '\0'));
   sb.put("b", b);
-  sb.put("p.txt", "file g\na x\nb y\n");
+  sb.put("p.txt", "file g\na x\nc x\nb y\n");
 }
 
 // The entries of the sandbox that start with a dot, but for the runner's.

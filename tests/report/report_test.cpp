@@ -50,6 +50,8 @@ TEST(Report, FindsExactlyThePlantedFieldsAndRegions) {
                              {"constant", 8 * (64 << 10) - 19 - noise - counter}}));
   EXPECT_EQ(a["regions"].size(), 2u);
   EXPECT_EQ(a["regions"][0], json::parse(R"({"first_byte": 4096, "last_byte": 4097,
+      "likely_chance": false, "decoded": {"encoding": "u16le", "first_byte": 4096,
+      "last_byte": 4097, "values": {"g0": 0, "g1": 65535, "g2": 65280}, "is_value": false},
       "values": {"g0": "0000", "g1": "ffff", "g2": "00ff"}})"));
   EXPECT_EQ(a["regions"][1]["first_byte"], 0x2000);
   EXPECT_EQ(a["regions"][1]["last_byte"], 0x2000);
@@ -260,14 +262,16 @@ TEST(Report, TableWithFields) {
             "attribute kind: 2 groups\n"
             "  one  2 files\n"
             "  two  1 file\n"
-            "  bits: 6 informative, 34 constant, 0 varying\n"
+            "  bits: 6 informative (2.00 expected by chance), 34 constant, 0 varying\n"
             "  2 regions, 5 fields, 6 stretches\n"
             "  bytes                  length  one                   two\n"
             "  0x00000000-0x00000001       2  41 20  \"A \"           43 64  \"Cd\"\n"
+            "    as text at 0x00000000-0x00000001: \"A \", \"Cd\"\n"
             "    bits 6-6                  1  0                     1\n"
             "    bits 9-9                  1  0                     1\n"
             "    bits 13-13                1  0                     1\n"
             "  0x00000003-0x00000004       2  10 7f                 13 7e\n"
+            "    as u16le at 0x00000003-0x00000004: 32528, 32275\n"
             "    bits 30-31                2  00                    11\n"
             "    bits 39-39                1  1                     0\n");
 }
@@ -276,19 +280,21 @@ TEST(Report, TableWithFields) {
 // and DEL too, U+00A0 not), and `"` and `\` are escaped in the text column.
 TEST(Report, TableEscapesWhatATerminalWouldActOn) {
   const Sandbox sb;
-  sb.put("p.txt", "file 'v\x01'\na '\x1b[31m'\nb '\x7f\xc2\x9b\xc2\xa0\xff'\n");
+  sb.put("p.txt", "file 'v\x01'\na '\x1b[31m'\nb '\x7f\xc2\x9b\xc2\xa0\xff'\nc '\x1b[31m'\n");
   sb.put("a", "\"\\");
+  sb.put("c", "\"\\");
   sb.put("b", "AB");
   EXPECT_EQ(
       run(sb, REPORT_BINARY, {"-p", "p.txt"}).out,
-      "2 files of 2 bytes (16 bits)\n\n"
+      "3 files of 2 bytes (16 bits)\n\n"
       "attribute v\\u0001: 2 groups\n"
-      "  \\u001b[31m            1 file\n"
+      "  \\u001b[31m            2 files\n"
       "  \\u007f\\u009b\xc2\xa0\\udcff  1 file\n"
-      "  bits: 8 informative, 8 constant, 0 varying\n"
+      "  bits: 8 informative (2.67 expected by chance), 8 constant, 0 varying\n"
       "  1 region, 3 fields, 8 stretches\n"
       "  bytes                  length  \\u001b[31m            \\u007f\\u009b\xc2\xa0\\udcff\n"
-      "  0x00000000-0x00000001       2  22 5c  \"\\\"\\\\\"         41 42  \"AB\"\n");
+      "  0x00000000-0x00000001       2  22 5c  \"\\\"\\\\\"         41 42  \"AB\"\n"
+      "    as text at 0x00000000-0x00000001: \"\\\"\\\\\", \"AB\"\n");
 }
 
 }  // namespace
@@ -301,10 +307,11 @@ namespace {
 // HugeFiles).
 void expectTableOfSparseFiles(off_t size, bool bits, const std::string& table) {
   const Sandbox sb;
-  sb.put("p.txt", "file g\nh1 a\nh2 b\n");
-  sb.put("h1", "");
-  sb.put("h2", "");
-  ASSERT_EQ(truncate(sb.path("h1").c_str(), size) | truncate(sb.path("h2").c_str(), size), 0);
+  sb.put("p.txt", "file g\nh1 a\nh2 b\nh3 a\n");
+  for (const char* name : {"h1", "h2", "h3"}) {
+    sb.put(name, "");
+    ASSERT_EQ(truncate(sb.path(name).c_str(), size), 0);
+  }
   std::fstream(sb.path("h2"), std::ios::in | std::ios::out | std::ios::binary).seekp(size - 2)
       << '\x01';
   std::vector<std::string> args{"-p", "p.txt"};
@@ -317,13 +324,15 @@ TEST(Report, TableColumnsGrowWithTheFileSize) {
   expectTableOfSparseFiles(20000002, true,
                            "  bytes                         length  a                     b\n"
                            "  0x01312d00-0x01312d00              1  00                    01\n"
+                           "    as u64be at 0x01312cf9-0x01312d00: 0, 1\n"
                            "    bits 160000007-160000007         1  0                     1\n");
 }
 
 TEST(Report, HugeFilesTableColumns) {
   expectTableOfSparseFiles((off_t{1} << 32) + 4, false,
                            "  bytes                       length  a        b\n"
-                           "  0x100000002-0x100000002          1  00       01\n");
+                           "  0x100000002-0x100000002          1  00       01\n"
+                           "    as u64be at 0xfffffffb-0x100000002: 0, 1\n");
 }
 
 }  // namespace
