@@ -170,8 +170,12 @@ Explanation explainFiles(const ByteSource& source, const std::vector<AttributeVa
   checksumLimits.maxStarts = limits.maxStarts;
   checksumLimits.maxStretch = limits.maxStretch;
   checksumLimits.maxFreeRange = limits.maxFreeRange;
-  const ChecksumSearch search = findChecksums(source, runs, checksumLimits);
-  out.complete = out.complete && search.complete;
+  const bool allRuns = runs.size() <= limits.maxChecksumRuns;
+  const ChecksumSearch search = findChecksums(
+      source,
+      allRuns ? runs : std::vector<ByteRun>(runs.begin(), runs.begin() + limits.maxChecksumRuns),
+      checksumLimits);
+  out.complete = out.complete && search.complete && allRuns;
   for (const ChecksumField& c : search.found) out.checksums.push_back(found(c));
   // One candidate per field, none where a checksum was found.
   for (const ChecksumField& c : search.tooFewFiles) {

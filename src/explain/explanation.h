@@ -92,8 +92,10 @@ struct ExplainLimits {
   // Bounds of the checksum search's time (checksum_finder.h's ChecksumLimits),
   // tighter than the finder's own: with its defaults twelve 1 MiB ext4
   // images take seconds. A range whose start lies more than `maxStretch`
-  // bytes of equal bytes away from its changing bytes is not found.
-  std::size_t maxStarts = 16;
+  // bytes of equal bytes away from its changing bytes is not found, and
+  // only the first `maxChecksumRuns` changing runs are searched.
+  std::size_t maxChecksumRuns = 1 << 10;
+  std::size_t maxStarts = 8;
   std::uint64_t maxStretch = 1 << 14;
   std::uint64_t maxFreeRange = 1 << 10;
 };

@@ -106,7 +106,7 @@ class HtmlWriter : public ReportWriter {
       const std::uint64_t last = std::min(first + perCell, run_.fileSize) - 1;
       while (i < e.fields.size() && e.fields[i].lastByte < first) ++i;
       const bool held = i < e.fields.size() && e.fields[i].firstByte <= last;
-      out_ << "<rect data-offset=\"" << first << "\" x=\"" << (c % kColumns) * kCellPixels
+      out_ << "<rect data-byte=\"" << first << "\" x=\"" << (c % kColumns) * kCellPixels
            << "\" y=\"" << (c / kColumns) * kCellPixels << "\" width=\"" << kCellPixels - 1
            << "\" height=\"" << kCellPixels - 1 << "\" fill=\""
            << (held ? kindColour(e.fields[i].kind) : kColours[kConstantCell]) << "\" class=\""
