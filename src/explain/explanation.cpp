@@ -13,6 +13,7 @@ constexpr std::uint64_t kMostWindow = 1 << 16;
 constexpr std::uint64_t kClassifyMargin = 15;  // bytes classifyRun reads around a run
 constexpr std::size_t kTextExamples = 3;
 constexpr std::size_t kTextBytes = 24;
+constexpr std::uint64_t kRandomGap = 16;  // equal bytes a random field reaches over
 
 std::string hex(std::uint64_t value) {
   char text[24];
@@ -88,11 +89,20 @@ void classifyPiece(const ByteSource& source, std::uint64_t first, std::uint64_t 
     ExplainedField field{std::max({run.firstByte, low, at == first ? low : at}),
                          std::min({run.lastByte, high, end == last ? high : end}), kindOf(run.kind),
                          0};
-    ExplainedField* previous = out.fields.size() > before ? &out.fields.back() : nullptr;
+    ExplainedField* previous = out.fields.empty() ? nullptr : &out.fields.back();
     const bool plain = field.kind == FieldKind::kRandom || field.kind == FieldKind::kUnexplained ||
                        field.kind == FieldKind::kText;
-    if (previous != nullptr && plain && previous->kind == field.kind &&
-        previous->lastByte + 1 == field.firstByte) {
+    // Pieces of one run merge; random bytes also over a few bytes equal by
+    // chance, and take a piece too short to tell that follows them closely.
+    const bool sameRun = out.fields.size() > before && previous->lastByte + 1 == field.firstByte;
+    const bool tooShort =
+        (field.kind == FieldKind::kUnexplained || field.kind == FieldKind::kText) &&
+        field.lastByte - field.firstByte + 1 < kRandomGap;
+    const bool randomGap = previous != nullptr && previous->kind == FieldKind::kRandom &&
+                           (field.kind == FieldKind::kRandom || tooShort) &&
+                           previous->lastByte + kRandomGap >= field.firstByte;
+    if (previous != nullptr && plain && (previous->kind == field.kind || randomGap) &&
+        (sameRun || randomGap)) {
       previous->lastByte = field.lastByte;
     } else {
       if (field.kind == FieldKind::kCounter || field.kind == FieldKind::kTimestamp) {

@@ -7,8 +7,8 @@
 //
 // The fields are ascending by first byte, disjoint, and cover every byte
 // that changes; a field may reach over bytes that are the same in every file
-// (a u32le sample rate below 65536, a checksum's top byte). Offsets are the
-// files' own.
+// (a u32le sample rate below 65536, a checksum's top byte; random bytes
+// over up to 16 bytes that are equal by chance). Offsets are the files' own.
 //
 // Memory: the reads go a window of every file at a time, the window sized
 // so that all windows together take at most `ExplainLimits::memory` (but
