@@ -20,7 +20,8 @@ constexpr std::uint64_t kMostCells = 4096;
 constexpr unsigned kColumns = 64;
 constexpr unsigned kCellPixels = 10;
 constexpr std::uint64_t kShownRegions = 200;
-constexpr std::uint64_t kShownBytes = 16;  // of a region, per cell
+constexpr std::uint64_t kShownFields = 200;  // explained fields in the table
+constexpr std::uint64_t kShownBytes = 16;    // of a region, per cell
 constexpr std::uint64_t kShownBits = 64;
 const char* const kClassNames[] = {"constant", "varying", "informative"};
 const char* const kColours[] = {"#d9d9d9", "#f5b700", "#d62728"};
@@ -78,6 +79,7 @@ class HtmlWriter : public ReportWriter {
       out_ << "<span class=\"swatch\" style=\"background:" << kColours[c] << "\"></span> "
            << kClassNames[c] << " &nbsp; ";
     out_ << "</p>\n";
+    if (run.explanation != nullptr) explained(*run.explanation);
   }
 
   void attribute(Findings& f) override {
@@ -109,6 +111,54 @@ class HtmlWriter : public ReportWriter {
   void end() override { out_ << "</body></html>\n"; }
 
  private:
+  // What changes between the files: a grid coloured by the kind of the
+  // first field each cell holds, its legend, and the table of the fields.
+  void explained(const Explanation& e) {
+    out_ << "<h2>What changes between files</h2>\n<p>";
+    for (int k = 0; k < kFieldKinds; ++k)
+      out_ << "<span class=\"swatch\" style=\"background:" << kindColour(FieldKind(k))
+           << "\"></span> " << fieldKindName(FieldKind(k)) << " &nbsp; ";
+    out_ << "</p>\n<div class=\"attribute\">\n";
+    const std::uint64_t perCell = bytesPerCellFor(run_.fileSize);
+    const std::uint64_t cells = (run_.fileSize + perCell - 1) / perCell;
+    out_ << "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" << kColumns * kCellPixels
+         << "\" height=\"" << (cells + kColumns - 1) / kColumns * kCellPixels << "\">\n";
+    std::size_t i = 0;  // the first field that ends in or after the cell
+    for (std::uint64_t c = 0; c < cells; ++c) {
+      const std::uint64_t first = c * perCell;
+      const std::uint64_t last = std::min(first + perCell, run_.fileSize) - 1;
+      while (i < e.fields.size() && e.fields[i].lastByte < first) ++i;
+      const bool held = i < e.fields.size() && e.fields[i].firstByte <= last;
+      out_ << "<rect data-byte=\"" << first << "\" x=\"" << (c % kColumns) * kCellPixels
+           << "\" y=\"" << (c / kColumns) * kCellPixels << "\" width=\"" << kCellPixels - 1
+           << "\" height=\"" << kCellPixels - 1 << "\" fill=\""
+           << (held ? kindColour(e.fields[i].kind) : kColours[kConstantCell]) << "\" class=\""
+           << (held ? fieldKindName(e.fields[i].kind) : "constant") << "\"><title>"
+           << hexOffset(first);
+      if (last != first) out_ << "-" << hexOffset(last);
+      out_ << " "
+           << (held ? escaped(hexOffset(e.fields[i].firstByte) + "-" +
+                              hexOffset(e.fields[i].lastByte) + " " + describeField(e, e.fields[i]))
+                    : "the same in every file")
+           << "</title></rect>\n";
+    }
+    out_ << "</svg>\n<table><tr><th>bytes</th><th>length</th><th>what</th></tr>\n";
+    for (std::size_t f = 0; f < e.fields.size() && f < kShownFields; ++f)
+      out_ << "<tr><td>" << hexOffset(e.fields[f].firstByte) << "-"
+           << hexOffset(e.fields[f].lastByte) << "</td><td>"
+           << e.fields[f].lastByte - e.fields[f].firstByte + 1
+           << "</td><td><span class=\"swatch\" style=\"background:" << kindColour(e.fields[f].kind)
+           << "\"></span> " << escaped(describeField(e, e.fields[f])) << "</td></tr>\n";
+    for (const FoundChecksum& c : e.tooFewFiles)
+      out_ << "<tr><td>" << hexOffset(c.firstByte) << "-" << hexOffset(c.lastByte) << "</td><td>"
+           << c.lastByte - c.firstByte + 1 << "</td><td>checksum? " << escaped(describeChecksum(c))
+           << " (held in every file; too few files to tell)</td></tr>\n";
+    out_ << "</table>\n";
+    if (e.fields.size() > kShownFields)
+      out_ << "<p>... " << e.fields.size() - kShownFields << " more fields (see the JSON)</p>\n";
+    out_ << "</div>\n";
+  }
+
   void grid(Findings& f) {
     const std::uint64_t cells = f.cells.size();
     const std::uint64_t rows = (cells + kColumns - 1) / kColumns;
@@ -167,7 +217,7 @@ class HtmlWriter : public ReportWriter {
   void fieldTable(Findings& f) {
     out_ << "<table><tr><th>bytes</th><th>bits</th><th>width</th>";
     for (const ReportGroup& group : f.groups) out_ << "<th>" << escaped(group.value) << "</th>";
-    out_ << "</tr>\n";
+    out_ << "<th>note</th></tr>\n";
     std::uint64_t shown = 0;
     forEachRegion(f, [&](const Span& region) {
       if (shown == kShownRegions) return false;
@@ -197,7 +247,7 @@ class HtmlWriter : public ReportWriter {
           if (field.last - field.first + 1 > kShownBits) bits += "...";
           out_ << "<td>" << bits << "</td>";
         }
-        out_ << "</tr>\n";
+        out_ << "<td>" << checksumNote(field) << "</td></tr>\n";
         return true;
       });
       return true;
@@ -207,6 +257,14 @@ class HtmlWriter : public ReportWriter {
       out_ << "<p>... " << f.regionCount - shown
            << (f.regionCount - shown == 1 ? " more region" : " more regions")
            << " (see the JSON)</p>\n";
+  }
+
+  // "from checksum at 0x...-0x..." for a field inside a checksum field.
+  std::string checksumNote(const Span& field) const {
+    const FoundChecksum* c = checksumHolding(run_, field.first / 8, field.last / 8);
+    return c == nullptr
+               ? ""
+               : "from checksum at " + hexOffset(c->firstByte) + "-" + hexOffset(c->lastByte);
   }
 
   std::ostream& out_;

@@ -50,7 +50,9 @@ class JsonWriter : public ReportWriter {
 
   void begin(const ReportRun& run) override {
     run_ = run;
-    add("{\"file_size\": ").number(run.fileSize).add(",\n \"attributes\": [");
+    add("{\"file_size\": ").number(run.fileSize);
+    if (run.explanation != nullptr) explained(*run.explanation);
+    add(",\n \"attributes\": [");
   }
 
   void attribute(Findings& f) override {
@@ -97,12 +99,115 @@ class JsonWriter : public ReportWriter {
     buffer_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
     return *this;
   }
+  JsonWriter& signedNumber(std::int64_t value) {
+    char digits[24];
+    buffer_.append(digits, std::to_chars(digits, digits + sizeof digits, value).ptr);
+    return *this;
+  }
   void flush() {
     out_.write(buffer_.data(), static_cast<std::streamsize>(buffer_.size()));
     buffer_.clear();
   }
   void flushWhenFull() {
     if (buffer_.size() >= kFlushBytes) flush();
+  }
+
+  // `value` as "0x" and `digits` hex digits at least.
+  JsonWriter& hex(std::uint64_t value, unsigned digits) {
+    char text[24];
+    char* end = std::to_chars(text, text + sizeof text, value, 16).ptr;
+    buffer_ += "0x";
+    if (end - text < static_cast<int>(digits)) buffer_.append(digits - (end - text), '0');
+    buffer_.append(text, static_cast<std::size_t>(end - text));
+    return *this;
+  }
+  JsonWriter& range(const char* key, std::uint64_t first, std::uint64_t last) {
+    add("{\"").add(key).add("first_byte\": ").number(first);
+    return add(", \"").add(key).add("last_byte\": ").number(last);
+  }
+
+  // The top-level "explained" array, "explained_complete" and "too_few_files".
+  void explained(const Explanation& e) {
+    add(",\n \"explained\": [");
+    for (std::size_t i = 0; i < e.fields.size(); ++i) {
+      const ExplainedField& field = e.fields[i];
+      add(i ? ",\n  " : "\n  ").range("", field.firstByte, field.lastByte);
+      add(", \"kind\": \"").add(fieldKindName(field.kind)).add("\"");
+      if (field.kind == FieldKind::kChecksum) checksum(e.checksums[field.record]);
+      if (field.kind == FieldKind::kValue) {
+        const ValueField& value = e.values[field.record];
+        add(", \"attribute\": ").add(jsonString(value.attribute));
+        add(", \"encoding\": ").add(jsonString(value.encoding));
+        add(", \"read_as\": ").add(jsonString(value.readAs));
+      }
+      if (field.kind == FieldKind::kCounter || field.kind == FieldKind::kTimestamp) {
+        const RunClass& run = e.classes[field.record];
+        add(", \"encoding\": ").add(jsonString(run.encoding));
+        if (field.kind == FieldKind::kCounter)
+          add(", \"direction\": ").add(run.rising ? "\"rising\"" : "\"falling\"");
+        else
+          add(", \"earliest\": ")
+              .signedNumber(run.earliest)
+              .add(", \"latest\": ")
+              .signedNumber(run.latest)
+              .add(", \"earliest_date\": \"")
+              .add(utcDate(run.earliest))
+              .add("\", \"latest_date\": \"")
+              .add(utcDate(run.latest))
+              .add("\"");
+      }
+      if (field.kind == FieldKind::kText) {
+        add(", \"examples\": [");
+        const auto& examples = e.texts[field.record];
+        for (std::size_t x = 0; x < examples.size(); ++x)
+          add(x ? ", " : "").add(jsonString(examples[x]));
+        add("]");
+      }
+      add(", \"description\": ").add(jsonString(describeField(e, field))).add("}");
+      flushWhenFull();
+    }
+    add("],\n \"explained_complete\": ").add(e.complete ? "true" : "false");
+    add(",\n \"too_few_files\": [");
+    for (std::size_t i = 0; i < e.tooFewFiles.size(); ++i) {
+      const FoundChecksum& c = e.tooFewFiles[i];
+      add(i ? ",\n  " : "\n  ").range("", c.firstByte, c.lastByte).add(", \"kind\": \"checksum\"");
+      checksum(c);
+      add(", \"description\": ").add(jsonString(describeChecksum(c))).add("}");
+    }
+    add("]");
+  }
+
+  void checksum(const FoundChecksum& c) {
+    const SumParams& sum = c.sum;
+    const unsigned width = c.isCrc ? c.crc.width
+                           : sum.kind == SumKind::kAdler32 || sum.kind == SumKind::kFletcher32 ? 32
+                           : sum.kind == SumKind::kFletcher16                                  ? 16
+                                                              : sum.width;
+    add(", \"algorithm\": \"").add(c.isCrc ? "crc" : sumAlgorithm(sum.kind)).add("\"");
+    add(", \"width\": ").number(width).add(", \"byte_order\": \"");
+    add(c.storedAs == StoredAs::kLittle ? "little" : c.storedAs == StoredAs::kBig ? "big" : "text");
+    add("\"");
+    if (c.isCrc) {
+      add(", \"crc\": {\"poly\": \"")
+          .hex(c.crc.poly, width / 4)
+          .add("\", \"init\": \"")
+          .hex(c.crc.init, width / 4);
+      add("\", \"refin\": ").add(c.crc.refin ? "true" : "false");
+      add(", \"refout\": ").add(c.crc.refout ? "true" : "false");
+      add(", \"xorout\": \"").hex(c.crc.xorout, width / 4).add("\"}");
+    } else if (sum.kind == SumKind::kSum || sum.kind == SumKind::kXor) {
+      add(", \"unit\": ").number(sum.unit);
+      add(", \"word_order\": ").add(sum.bigEndian ? "\"big\"" : "\"little\"");
+      add(", \"complement\": ");
+      add(sum.complement == Complement::kTwos   ? "\"twos\""
+          : sum.complement == Complement::kOnes ? "\"ones\""
+                                                : "\"none\"");
+    }
+    add(", \"name\": ");
+    add(c.isCrc && c.name != nullptr ? "\"" + std::string(c.name) + "\"" : std::string("null"));
+    add(", \"covers\": ").range("", c.coversFirst, c.coversLast).add("}");
+    if (c.fieldAsZeros || c.fieldAsBlanks)
+      add(", \"field_read_as\": ").add(c.fieldAsZeros ? "\"zeros\"" : "\"blanks\"");
   }
 
   // Each group's bytes (hex) or bits of a region or field, a piece at a
@@ -133,6 +238,7 @@ class JsonWriter : public ReportWriter {
       add(first ? "\n    " : ",\n    ").add("{\"first_byte\": ").number(region.first);
       add(", \"last_byte\": ").number(region.last);
       add(", \"likely_chance\": ").add(likelyChance(f, region) ? "true" : "false");
+      if (checksumHolding(run_, region.first, region.last)) add(", \"from_checksum\": true");
       first = false;
       decoded(f, region);
       values(f, region, true);
@@ -179,6 +285,8 @@ class JsonWriter : public ReportWriter {
       forEachField(f, 0, f.bytes.count() - 1, [&](const Span& field) {
         add(first ? "\n    " : ",\n    ").add("{\"byte_offset\": ").number(field.first / 8);
         add(", \"first_bit\": ").number(field.first).add(", \"last_bit\": ").number(field.last);
+        if (checksumHolding(run_, field.first / 8, field.last / 8))
+          add(", \"from_checksum\": true");
         first = false;
         values(f, field, false);
         return true;

@@ -14,14 +14,19 @@
 #include <string>
 #include <vector>
 
+#include "explain/explanation.h"
 #include "report/findings.h"
 #include "report/report_options.h"
 
-// What every writer knows of the run: the file size and the data files as
-// the project file names them, in its order.
+// What every writer knows of the run: the file size, the data files as the
+// project file names them, in its order, what changes between them (in the
+// files' own offsets), and the -e chunk size that maps the findings'
+// offsets to the files'.
 struct ReportRun {
   std::uint64_t fileSize;
   std::vector<std::string> fileNames;
+  const Explanation* explanation = nullptr;
+  std::uint32_t chunkSize = 1;
 };
 
 class ReportWriter {
@@ -47,6 +52,15 @@ std::unique_ptr<ReportWriter> htmlWriter(std::ostream& out);
 // different strings. `forTerminal` also escapes DEL and the C1 controls
 // (U+0080 to U+009F), which a terminal may act on.
 std::string jsonEscaped(const std::string& text, bool forTerminal = false);
+
+// The checksum field of the explanation that holds every byte of the
+// findings' bytes first..last (offsets as the scan saw them), or nullptr:
+// informative bits there come from the checksum.
+const FoundChecksum* checksumHolding(const ReportRun& run, std::uint64_t first, std::uint64_t last);
+// The colour of a kind of explained field, the same in the picture (CSS)
+// and on the terminal (an ANSI code).
+const char* kindColour(FieldKind kind);
+const char* kindAnsi(FieldKind kind);
 
 // The most cells the picture draws per attribute: the bytes a cell stands
 // for, for files of `fileSize` bytes.

@@ -48,6 +48,7 @@ class TextWriter : public ReportWriter {
                            (run.fileSize == 1 ? " byte (" : " bytes (") +
                            std::to_string(8 * run.fileSize) + " bits)")
          << "\n";
+    if (run.explanation != nullptr) explained(*run.explanation);
   }
 
   void attribute(Findings& f) override {
@@ -83,6 +84,37 @@ class TextWriter : public ReportWriter {
  private:
   std::string paint(const char* code, const std::string& text) const {
     return colour_ ? std::string("\033[") + code + "m" + text + "\033[0m" : text;
+  }
+
+  static std::string escapedForTerminal(const std::string& text) { return jsonEscaped(text, true); }
+
+  std::string byteRange(std::uint64_t first, std::uint64_t last) const {
+    std::ostringstream range;
+    range << "0x" << std::hex << std::setfill('0') << std::setw(kLeastOffsetDigits) << first
+          << "-0x" << std::setw(kLeastOffsetDigits) << last;
+    return range.str();
+  }
+
+  // The section on what changes between the files: one line per field.
+  void explained(const Explanation& e) {
+    out_ << "\n" << paint("1", "What changes between files") << ": ";
+    if (e.fields.empty()) out_ << "nothing";
+    out_ << (e.fields.empty()       ? ""
+             : e.fields.size() == 1 ? "1 field"
+                                    : std::to_string(e.fields.size()) + " fields")
+         << (e.complete ? "\n" : " (the search was cut short)\n");
+    for (const ExplainedField& field : e.fields)
+      out_ << "  " << std::left << std::setw(rangeWidth_)
+           << byteRange(field.firstByte, field.lastByte) << "  "
+           << paint(kindAnsi(field.kind), describeField(e, field, escapedForTerminal)) << "\n";
+    if (e.tooFewFiles.empty()) return;
+    constexpr std::size_t kShownOffsets = 8;
+    out_ << "  too few files to tell: a checksum held in every file at";
+    for (std::size_t i = 0; i < e.tooFewFiles.size() && i < kShownOffsets; ++i)
+      out_ << (i ? ", 0x" : " 0x") << std::hex << e.tooFewFiles[i].firstByte << std::dec;
+    if (e.tooFewFiles.size() > kShownOffsets) out_ << ", ...";
+    out_ << " (" << e.tooFewFiles.size()
+         << (e.tooFewFiles.size() == 1 ? " field)\n" : " fields)\n");
   }
 
   std::size_t nameWidth() const {
@@ -145,11 +177,14 @@ class TextWriter : public ReportWriter {
          << std::setw(lengthWidth_) << "length";
     for (std::size_t g = 0; g < f.groups.size(); ++g) cell(f, g, width, names_[g]);
     out_ << "\n";
-    std::uint64_t rows = 0;
+    std::uint64_t rows = 0, fromChecksums = 0;
+    std::string fromChecksum;
     for (const bool chance : {false, true}) {
       bool headed = false;
       forEachRegion(f, [&](const Span& region) {
-        if (options_.limit != 0 && rows == options_.limit) return false;
+        if (!chance && checksumRegion(f, region, fromChecksum)) return ++fromChecksums, true;
+        if (options_.limit != 0 && rows + fromChecksums == options_.limit) return false;
+        if (chance && checksumHolding(run_, region.first, region.last)) return true;
         if (likelyChance(f, region) != chance) return true;
         if (chance && !headed) out_ << "  likely chance:\n";
         headed = true;
@@ -158,9 +193,10 @@ class TextWriter : public ReportWriter {
         return true;
       });
     }
-    if (rows < f.regionCount)
-      out_ << "  ... " << f.regionCount - rows
-           << (f.regionCount - rows == 1 ? " more region" : " more regions")
+    out_ << fromChecksum;
+    if (rows + fromChecksums < f.regionCount)
+      out_ << "  ... " << f.regionCount - rows - fromChecksums
+           << (f.regionCount - rows - fromChecksums == 1 ? " more region" : " more regions")
            << " (--limit 0 shows all)\n";
   }
 
@@ -187,6 +223,21 @@ class TextWriter : public ReportWriter {
     out << "0x" << std::hex << std::setfill('0') << std::setw(kLeastOffsetDigits) << first << "-0x"
         << std::setw(kLeastOffsetDigits) << last;
     return out.str();
+  }
+
+  // A region inside a checksum field is not listed as the attribute's:
+  // a line "from checksum at 0x7fc-0x7ff: 3 bits" goes to `lines` instead.
+  bool checksumRegion(Findings& f, const Span& region, std::string& lines) {
+    const FoundChecksum* checksum = checksumHolding(run_, region.first, region.last);
+    if (checksum == nullptr) return false;
+    unsigned bits = 0;
+    for (std::uint64_t p = region.from; p <= region.to; ++p)
+      bits += static_cast<unsigned>(__builtin_popcount(informativeAt(f, p)));
+    std::ostringstream line;
+    line << "  from checksum at 0x" << std::hex << checksum->firstByte << "-0x"
+         << checksum->lastByte << std::dec << ": " << bits << (bits == 1 ? " bit\n" : " bits\n");
+    lines += line.str();
+    return true;
   }
 
   void fieldRows(Findings& f, const Span& region, int width) {

@@ -41,6 +41,9 @@ TEST(ReportFacts, WaveRatesDecodedAndAToneStoredNowhere) {
   writeWaves(sb);
   EXPECT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt"}).out,
             "6 files of 844 bytes (6752 bits)\n\n"
+            "What changes between files: 2 fields\n"
+            "  0x00000018-0x0000001b  value  rate, u32le\n"
+            "  0x0000001c-0x0000001e  unexplained\n\n"
             "attribute rate: 3 groups\n"
             "  8000   2 files\n"
             "  16000  2 files\n"

@@ -67,4 +67,35 @@ inline nlohmann::json reportJson(const Sandbox& sb, std::vector<std::string> arg
   return nlohmann::json::parse(slurp(sb.path("report.json")));
 }
 
+// Runs a shell command in the sandbox (the system tools' directories on the
+// path); false when it fails, e.g. when the tool is not installed.
+inline bool runTools(const Sandbox& sb, const std::string& command) {
+  const std::string line = "cd '" + sb.dir + "' && PATH=\"$PATH:/usr/sbin:/sbin\" sh -c '" +
+                           command + "' >/dev/null 2>&1";
+  return std::system(line.c_str()) == 0;
+}
+
+// Checks the report's "explained" fields against the data files: ascending,
+// disjoint, inside the files, and every byte that differs between two files
+// inside one of them.
+inline void expectEveryChangeExplained(const nlohmann::json& report,
+                                       const std::vector<std::string>& files) {
+  const nlohmann::json& fields = report["explained"];
+  std::vector<bool> covered(files[0].size());
+  std::int64_t previous = -1;
+  for (const nlohmann::json& field : fields) {
+    const std::int64_t first = field["first_byte"], last = field["last_byte"];
+    EXPECT_TRUE(previous < first && first <= last && last < std::int64_t(covered.size())) << field;
+    for (std::int64_t b = first; b <= last && b < std::int64_t(covered.size()); ++b)
+      covered[b] = true;
+    previous = last;
+  }
+  for (std::size_t b = 0; b < covered.size(); ++b)
+    for (const std::string& file : files)
+      if (file[b] != files[0][b]) {
+        EXPECT_TRUE(covered[b]) << "byte " << b << " changes but no field holds it";
+        break;
+      }
+}
+
 #endif  // OVRELL_TESTS_REPORT_REPORT_RUNNER_H_

@@ -259,6 +259,10 @@ TEST(Report, TableWithFields) {
   sb.put("c", std::string("Cd\0\x13\x7e", 5));
   EXPECT_EQ(run(sb, REPORT_BINARY, {"-p", "p.txt", "--bits"}).out,
             "3 files of 5 bytes (40 bits)\n\n"
+            "What changes between files: 2 fields\n"
+            "  0x00000000-0x00000001  text  \"A \", \"Cd\"\n"
+            "  0x00000003-0x00000004  unexplained\n"
+            "  too few files to tell: a checksum held in every file at 0x1, 0x4 (2 fields)\n\n"
             "attribute kind: 2 groups\n"
             "  one  2 files\n"
             "  two  1 file\n"
@@ -287,6 +291,9 @@ TEST(Report, TableEscapesWhatATerminalWouldActOn) {
   EXPECT_EQ(
       run(sb, REPORT_BINARY, {"-p", "p.txt"}).out,
       "3 files of 2 bytes (16 bits)\n\n"
+      "What changes between files: 1 field\n"
+      "  0x00000000-0x00000001  text  \"\\\"\\\\\", \"AB\"\n"
+      "  too few files to tell: a checksum held in every file at 0x1 (1 field)\n\n"
       "attribute v\\u0001: 2 groups\n"
       "  \\u001b[31m            2 files\n"
       "  \\u007f\\u009b\xc2\xa0\\udcff  1 file\n"
@@ -370,7 +377,7 @@ TEST(Report, TemporaryFilesStayWithinTheirBoundAndTheirFileSystem) {
     if (size == "540m") {
       EXPECT_EQ(std::make_pair(r.err, r.status), std::make_pair(std::string(), 0));
       EXPECT_EQ(slurp(sb.path("out")).substr(0, 50),
-                "2 files of 67108864 bytes (536870912 bits)\n\nattrib");
+                "2 files of 67108864 bytes (536870912 bits)\n\nWhat c");
     } else {
       EXPECT_EQ(std::make_pair(r.err, r.status),
                 std::make_pair("ovrell-report: too little space for temporary files in '" + sb.dir +
