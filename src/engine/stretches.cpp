@@ -8,8 +8,8 @@ namespace {
 
 // Runs `walk(step)`, which calls step(q) for the masked bits from the
 // block's last to its first, q the bit's position in the files; each step
-// takes the next column value, from entry `columns` - 1 down to 0, and
-// returns false (doing nothing) once they are used up.
+// takes the next column value, from entry `columns` - 1 down to 0, and does
+// nothing once they are used up.
 template <typename Walk>
 void walkColumns(const VectorBuff& columnValues, std::uint64_t columns, PositionQueue& queue,
                  std::uint64_t& lastValue, unsigned valueWidth, const StretchFound& found,
@@ -19,7 +19,7 @@ void walkColumns(const VectorBuff& columnValues, std::uint64_t columns, Position
     using Value = decltype(zero);
     const Value* values = reinterpret_cast<const Value*>(columnValues.data);
     walk([&](std::uint64_t q) {
-      if (entry == 0) return false;
+      if (entry == 0) return;
       queue.push(q);
       const std::uint64_t value = values[--entry];
       if (value < lastValue + 1) {
@@ -30,7 +30,6 @@ void walkColumns(const VectorBuff& columnValues, std::uint64_t columns, Position
         found(q, queue.popFront(count));
       }
       lastValue = value;
-      return true;
     });
   };
   if (!withValueType(valueWidth, typed)) wrongValueWidth();
