@@ -1,12 +1,12 @@
 // ovrell_bench_data: writes a synthetic capture set and its project file.
 //
-//   ovrell_bench_data DIR NAME FILES GROUPS SIZE SEED [dense]
+//   ovrell_bench_data DIR NAME FILES GROUPS SIZE SEED [dense|edited|independent]
 //
 // writes DIR/NAME_<i>.bin for i = 0 .. FILES - 1, SIZE bytes each (a number
 // with an optional K, M or G suffix of 1024, 1024^2 or 1024^3), and then the
 // project file DIR/NAME.txt with the one attribute G: file i is in group
-// g<i % GROUPS>. The contents (and what `dense` changes) are described in
-// synthetic_data.h; the same
+// g<i % GROUPS>. The contents (the shapes: flipped without the last
+// argument, or the one it names) are described in synthetic_data.h; the same
 // arguments always give the same bytes. The project file is written last, so
 // its presence says that the set is complete. Exit status 0 on success, 1
 // when a file cannot be written, 2 for wrong arguments.
@@ -28,12 +28,13 @@ namespace {
 constexpr std::uint64_t kChunk = 4 << 20;  // bytes generated and written at a time
 
 [[noreturn]] void usage(const char* problem) {
-  std::fprintf(stderr,
-               "ovrell_bench_data: %s\n"
-               "usage: ovrell_bench_data DIR NAME FILES GROUPS SIZE SEED [dense]\n"
-               "  writes DIR/NAME_<i>.bin (i < FILES, SIZE bytes each; SIZE may end in K, M or G)\n"
-               "  and DIR/NAME.txt, file i in group g<i %% GROUPS>; NAME: letters, digits, . _ -\n",
-               problem);
+  std::fprintf(
+      stderr,
+      "ovrell_bench_data: %s\n"
+      "usage: ovrell_bench_data DIR NAME FILES GROUPS SIZE SEED [dense|edited|independent]\n"
+      "  writes DIR/NAME_<i>.bin (i < FILES, SIZE bytes each; SIZE may end in K, M or G)\n"
+      "  and DIR/NAME.txt, file i in group g<i %% GROUPS>; NAME: letters, digits, . _ -\n",
+      problem);
   std::exit(2);
 }
 
@@ -89,8 +90,17 @@ void writeFile(const bench::SyntheticSet& set, std::uint64_t file, std::uint64_t
 
 int main(int argc, char** argv) {
   if (argc != 7 && argc != 8) usage("wrong number of arguments");
-  if (argc == 8 && std::strcmp(argv[7], "dense") != 0) usage("the last argument can only be dense");
-  const bool dense = argc == 8;
+  bench::Shape shape = bench::Shape::kFlipped;
+  if (argc == 8) {
+    if (std::strcmp(argv[7], "dense") == 0)
+      shape = bench::Shape::kDense;
+    else if (std::strcmp(argv[7], "edited") == 0)
+      shape = bench::Shape::kEdited;
+    else if (std::strcmp(argv[7], "independent") == 0)
+      shape = bench::Shape::kIndependent;
+    else
+      usage("the last argument can only be dense, edited or independent");
+  }
   const std::string dir = argv[1], name = argv[2];
   std::uint64_t files = 0, groups = 0, size = 0, seed = 0;
   if (dir.empty()) usage("DIR is empty");
@@ -104,7 +114,7 @@ int main(int argc, char** argv) {
   const std::string projectPath = dir + "/" + name + ".txt";
   if (std::remove(projectPath.c_str()) != 0 && errno != ENOENT) cannotWrite(projectPath);
 
-  const bench::SyntheticSet set(seed, groups, dense);
+  const bench::SyntheticSet set(seed, groups, shape);
   std::vector<unsigned char> buffer(kChunk);
   std::string project = "file G\n";
   for (std::uint64_t i = 0; i < files; ++i) {

@@ -61,40 +61,46 @@ inline void differencesOf(const std::vector<const Word*>& rows, std::uint64_t ba
   }
 }
 
-// Whether the 8 bytes from `bytes` are all zero.
-inline bool zeroWord(const unsigned char* bytes) {
+// The 8 bytes from `bytes` as a word, the first byte lowest.
+inline Word loadWord(const unsigned char* bytes) {
   Word word;
   std::memcpy(&word, bytes, sizeof word);
-  return word == 0;
+  return word;
 }
 
 // Whether the 64 bytes from `bytes` are all zero.
 inline bool zeroLine(const unsigned char* bytes) {
-  Word words[8];
-  std::memcpy(words, bytes, sizeof words);
   Word any = 0;
-  for (Word word : words) any |= word;
+  for (unsigned i = 0; i < 8; ++i) any |= loadWord(bytes + 8 * i);
   return any == 0;
 }
 
 // Calls visit(byte, bit) for every set bit of the first `size` bytes of
 // `mask`: bytes from the last to the first, inside a byte from bit 0 (value
-// 1) up. Whole zero words (and runs of 64 zero bytes) are skipped, so a
-// sparse mask costs little. This is the order of the columns of the
-// dissimilarity algorithms: the first bit visited is column 0.
+// 1) up. The mask is walked a word at a time, runs of 64 zero bytes at a
+// time, so a sparse mask costs about one load per 64 bytes plus its set
+// bits. This is the order of the columns of the dissimilarity algorithms:
+// the first bit visited is column 0.
 template <typename Visit>
 void forEachSetBitFromEnd(const unsigned char* mask, std::uint64_t size, Visit&& visit) {
-  for (std::uint64_t byte = size; byte-- > 0;) {
-    if (byte % 64 == 63 && zeroLine(mask + byte - 63)) {
-      byte -= 63;
-      continue;
+  auto visitByte = [&](std::uint64_t byte, unsigned bits) {
+    for (; bits != 0; bits &= bits - 1) visit(byte, static_cast<unsigned>(__builtin_ctz(bits)));
+  };
+  std::uint64_t byte = size;
+  while (byte % 8 != 0) {  // the bytes after the last whole word
+    --byte;
+    visitByte(byte, mask[byte]);
+  }
+  while (byte > 0) {
+    while (byte % 64 == 0 && byte >= 64 && zeroLine(mask + byte - 64)) byte -= 64;
+    if (byte == 0) break;
+    byte -= 8;
+    // The word's bytes from its highest (the last in the mask) down.
+    for (Word word = loadWord(mask + byte); word != 0;) {
+      const unsigned high = (63 - static_cast<unsigned>(__builtin_clzll(word))) / 8;
+      visitByte(byte + high, static_cast<unsigned>(word >> (8 * high)) & 0xFFU);
+      word &= ~(Word{0xFF} << (8 * high));
     }
-    if (byte % 8 == 7 && zeroWord(mask + byte - 7)) {
-      byte -= 7;
-      continue;
-    }
-    for (unsigned bits = mask[byte]; bits != 0; bits &= bits - 1)
-      visit(byte, static_cast<unsigned>(__builtin_ctz(bits)));
   }
 }
 

@@ -140,7 +140,7 @@ void DissimilarityPass::blockStretches(std::uint64_t start, const VectorBuff& ma
         sinks_.stretches.openBlock(position);
         opened = true;
       }
-      findStretches(columnValues_, columns, part, start + from, queue, lastValue, valueWidth_,
+      findStretches(columnValues_, gatherer_.offsets(), start + from, queue, lastValue, valueWidth_,
                     [this](std::uint64_t first, std::uint64_t last) {
                       sinks_.stretches.stretch(first, last);
                     });

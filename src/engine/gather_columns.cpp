@@ -17,7 +17,9 @@ std::uint64_t ColumnGatherer::gather(ArrayBuff& rows, const VectorBuff& columnMa
   const std::uint64_t pitch = pitchOf(rows.rowSize);
 
   std::uint64_t columns = 0;
+  offsets_.clear();
   forEachSetBitFromEnd(columnMask.data, columnMask.size, [&](std::uint64_t m, unsigned bit) {
+    offsets_.push_back(static_cast<std::uint32_t>(8 * m + 7 - bit));
     const std::uint64_t byte = columns / 8;
     const unsigned char set = static_cast<unsigned char>(1U << (columns % 8));
     for (std::size_t g = 0; g < first.size(); ++g) {

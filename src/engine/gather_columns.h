@@ -19,10 +19,17 @@ class ColumnGatherer {
                        const std::vector<unsigned int>& groupSizes,
                        const std::vector<unsigned long long*>& fileRows);
 
+  // Where the last gather's columns lie, in column order: bit 7 - k of
+  // byte m of the mask is offset 8 × m + 7 - k (the bit's position in the
+  // files counted from the mask's first byte). REQUIRES: the mask of that
+  // gather was shorter than 512 MiB.
+  const std::vector<std::uint32_t>& offsets() const { return offsets_; }
+
  private:
   // The rows of the groups' first files, kept from call to call: the report
   // gathers once per run of lines with a masked bit.
   std::vector<const unsigned char*> groupFirstBytes_;
+  std::vector<std::uint32_t> offsets_;
 };
 
 #endif  // OVRELL_ENGINE_GATHER_COLUMNS_H_

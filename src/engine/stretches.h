@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <vector>
 
 #include "engine/buffers.h"
 #include "engine/position_queue.h"
@@ -18,6 +19,12 @@
 // run from block to block.
 using StretchFound = std::function<void(std::uint64_t first, std::uint64_t last)>;
 void findStretches(const VectorBuff& columnValues, std::uint64_t columns, const VectorBuff& mask,
+                   std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
+                   unsigned valueWidth, const StretchFound& found);
+// The same with the masked bits given as the column gatherer's offsets
+// (engine/gather_columns.h) of the mask rather than walked again: one value
+// per offset.
+void findStretches(const VectorBuff& columnValues, const std::vector<std::uint32_t>& offsets,
                    std::uint64_t start, PositionQueue& queue, std::uint64_t& lastValue,
                    unsigned valueWidth, const StretchFound& found);
 
