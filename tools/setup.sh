@@ -3,7 +3,8 @@
 #
 #   tools/setup.sh example   install what is missing, build, and print the
 #                            report, commonalities and dissimilarities of
-#                            the shipped example data set
+#                            the shipped example data set, and patch one
+#                            of its dumps into another model
 #   tools/setup.sh test      install what is missing, build with warnings
 #                            as errors, check the sources' format, and run
 #                            the whole test suite twice: on the release build
@@ -93,6 +94,11 @@ case "$mode" in
       echo "==> build/example/dis-$attribute:"
       cat "build/example/dis-$attribute"
     done
+    echo "==> an X100 dump turned into an X200, its CRC-32 fixed:" \
+      "build/ovrell-patch -p examples/project.txt --set model=X200" \
+      "-o build/example/x200.bin examples/dumps/x100-eu-1.bin"
+    build/ovrell-patch -p examples/project.txt --set model=X200 \
+      -o build/example/x200.bin examples/dumps/x100-eu-1.bin
     ;;
   test)
     echo "==> checking the format: tools/check_format.sh"
