@@ -130,7 +130,8 @@ bool TileReader::readTile(const Read& read, std::uint64_t k, unsigned slot,
   Word* const slotRows = tileMemory_.data() + slot * tileStride_;
   std::vector<DataFiles::Window>& windows = windows_[slot];
   const bool mappable = !steps.intoBlock && !order.invertBits && order.chunkSize == 1 &&
-                        (read.start + from) % 8 == 0 && to - from == (end - first) * 8;
+                        (read.start + from) % 8 == 0 && to - from == (end - first) * 8 &&
+                        to - from >= leastMapped;
   bool mapped = false;
   for (std::size_t i = 0; i < rows.size(); ++i) {
     DataFiles::unmap(windows[i]);

@@ -45,6 +45,7 @@ TEST(TileReader, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
     std::uint64_t next = backwards ? pitch / 8 : 0;  // where the next tile must start or end
     reader.readThreads = 1 + round % 3;
     reader.tileBytes = round % 3 ? 512 * 1024 : 8 * (1 + round);
+    reader.leastMapped = round % 2 ? 32 * 1024 : 8;  // tiles read from mappings when they can
     // compute copies the tile out and fills the slot's scratch, on any thread; commit sees the
     // tiles in order (or from the last), in the slot compute had them in, rows and scratch intact.
     std::vector<std::uint64_t> slotTile(reader.tileSlots(), ~0ULL);
@@ -111,7 +112,7 @@ TEST(TileReader, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   // A file that shrinks under the mapping of its tile: the bus error, in a compute on any thread
   // or in a commit on the caller's, ends the run with the same message.
   reader.order = {false, 1};
-  reader.tileBytes = 64 * 1024;
+  reader.tileBytes = 64 * 1024, reader.leastMapped = 8;
   for (const bool inCommit : {false, true}) {
     err.str("");
     boost::filesystem::copy_file(all[3], all[2],
