@@ -1,6 +1,9 @@
 #include "base/data_files.h"
 
 #include <fcntl.h>
+#include <setjmp.h>
+#include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +21,27 @@ namespace {
 // Descriptors asked for beyond one per data file, when the hard limit
 // allows: the reserve, and room for many result files at once.
 constexpr std::uint64_t kHeadroom = 256;
+
+// Where a bus error on this thread goes: the innermost guarded() running.
+thread_local sigjmp_buf* tFaultReturn = nullptr;
+
+void onBusError(int signal, siginfo_t*, void*) {
+  if (tFaultReturn != nullptr) siglongjmp(*tFaultReturn, 1);
+  // Not a mapped read: the fault comes again, and ends the process as
+  // without a handler.
+  ::signal(signal, SIG_DFL);
+}
+
+void handleBusErrors() {
+  static const bool installed = [] {
+    struct sigaction action {};
+    action.sa_sigaction = onBusError;
+    action.sa_flags = SA_SIGINFO | SA_NODEFER;  // no mask to restore after the jump
+    sigemptyset(&action.sa_mask);
+    return ::sigaction(SIGBUS, &action, nullptr) == 0;
+  }();
+  (void)installed;
+}
 
 }  // namespace
 
@@ -124,6 +148,57 @@ void DataFiles::read(std::size_t i, void* to, std::uint64_t size, std::uint64_t 
   if (readWhole(i, to, size, offset, change)) return;
   if (!change.empty()) changed(i, change);
   readError(i);
+}
+
+const unsigned char* DataFiles::map(std::size_t i, std::uint64_t size, std::uint64_t offset,
+                                    Window& window) const {
+  const File& file = files_[i];
+  if (file.fd < 0 || size == 0) return nullptr;
+  handleBusErrors();
+  static const std::uint64_t page = static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
+  const std::uint64_t from = offset / page * page;
+  const std::size_t length = static_cast<std::size_t>(offset + size - from);
+  void* start = ::mmap(nullptr, length, PROT_READ, MAP_SHARED | MAP_POPULATE, file.fd,
+                       static_cast<off_t>(from));
+  if (start == MAP_FAILED) return nullptr;
+  window = Window{start, length};
+  return static_cast<const unsigned char*>(start) + (offset - from);
+}
+
+void DataFiles::unmap(Window& window) {
+  if (window.start != nullptr) ::munmap(window.start, window.length);
+  window = Window{};
+}
+
+bool DataFiles::unchanged(std::size_t i) const {
+  return files_[i].fd >= 0 && changeOf(i, files_[i].fd).empty();
+}
+
+bool DataFiles::guarded(const std::function<void()>& work) {
+  sigjmp_buf faultReturn;
+  sigjmp_buf* const outer = tFaultReturn;
+  if (sigsetjmp(faultReturn, 0) != 0) {
+    tFaultReturn = outer;
+    return false;
+  }
+  tFaultReturn = &faultReturn;
+  try {
+    work();
+  } catch (...) {
+    tFaultReturn = outer;
+    throw;
+  }
+  tFaultReturn = outer;
+  return true;
+}
+
+void DataFiles::endChanged() const {
+  for (std::size_t i = 0; i < files_.size(); ++i) {
+    if (files_[i].fd < 0) continue;
+    const std::string change = changeOf(i, files_[i].fd);
+    if (!change.empty()) changed(i, change);
+  }
+  readError(0);
 }
 
 void DataFiles::readError(std::size_t i) const { fatal("Error reading file '", paths_[i], "'.\n"); }

@@ -20,6 +20,13 @@
 // changed during the run (WHAT)" when it is no longer the file first seen.
 // A change that shows neither in the length nor in the modification time
 // (the time set back by hand) is not seen.
+//
+// A kept file can also be read straight from the page cache, through a
+// read-only window mapped for the bytes wanted (map), so that they are not
+// copied. Bytes of a window that are no longer in the file (it has shrunk
+// since) raise a bus error when looked at: they are looked at only inside
+// guarded(), which turns the fault into a failed read, and the file is
+// looked at (unchanged) once they have been used, as after a read.
 #ifndef OVRELL_BASE_DATA_FILES_H_
 #define OVRELL_BASE_DATA_FILES_H_
 
@@ -29,6 +36,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -65,6 +73,27 @@ class DataFiles {
   void read(std::size_t i, void* to, std::uint64_t size, std::uint64_t offset) const;
   // Whether the checks opened every file.
   bool allOpened() const { return unopened_ == 0; }
+
+  // A read-only mapping of `size` bytes of file i from `offset`, its pages
+  // populated; null when the file is not kept open or cannot be mapped (read
+  // it then). `window` holds the mapping, which unmap() lets go.
+  struct Window {
+    void* start = nullptr;
+    std::size_t length = 0;
+  };
+  const unsigned char* map(std::size_t i, std::uint64_t size, std::uint64_t offset,
+                           Window& window) const;
+  static void unmap(Window& window);
+  // Whether file i is still the file first seen; for mapped bytes once they
+  // have been used. Any thread.
+  bool unchanged(std::size_t i) const;
+  // Runs `work`, which may look at mapped bytes; false when one of them was
+  // no longer in its file (the work is then left where the fault came).
+  // Any thread; nests.
+  static bool guarded(const std::function<void()>& work);
+  // Ends the run after a failed use of mapped bytes: with the message of
+  // the first file, in list order, that has changed.
+  [[noreturn]] void endChanged() const;
 
  private:
   struct File {

@@ -49,5 +49,6 @@ bool TilePipeline::takeOne() {
 void TilePipeline::help() {
   while (!stop_.load() && next_.load() < tiles_)
     if (!takeOne())
-      rendezvous_.waitUntil([&] { return stop_.load() || next_.load() >= tiles_ || canTake(); });
+      rendezvous_.waitUntil([&] { return stop_.load() || next_.load() >= tiles_ || canTake(); },
+                            Rendezvous::kShortSpin);
 }

@@ -17,7 +17,12 @@ constexpr std::size_t kManyFiles = 128;
 }  // namespace
 
 TileReader::TileReader() = default;
-TileReader::~TileReader() = default;
+TileReader::~TileReader() { unmapAll(); }
+
+void TileReader::unmapAll() {
+  for (auto& slot : windows_)
+    for (DataFiles::Window& window : slot) DataFiles::unmap(window);
+}
 
 unsigned TileReader::defaultReadThreads() {
   // The cores this process may run on (taskset, a container's cpuset), if
@@ -73,7 +78,10 @@ void TileReader::readBlockInTiles(const DataFiles& files, std::uint64_t start, A
             steps.backwards ? words : 0};
   prepareSlots(files.size(), steps, tileWords);
   const std::uint64_t chunk = order.chunkSize;
-  if ((chunk == 1 || block.rowSize % chunk == 0) && files.allOpened() && readTiles(read)) {
+  const bool inTiles = (chunk == 1 || block.rowSize % chunk == 0) && files.allOpened();
+  const bool whole = inTiles && readTiles(read);
+  unmapAll();
+  if (whole) {
     // The rows' padding, which the tiles leave alone, gets its bit inversion
     // as readBlock gives it.
     const std::uint64_t pitch = pitchOf(block.rowSize);
@@ -92,6 +100,8 @@ void TileReader::prepareSlots(std::size_t files, const TileSteps& steps, std::ui
   tileStride_ =
       (tileRowsWords_ + tileWords * steps.scratchPerByte + steps.scratchPerTile + 7) / 8 * 8;
   tileMemory_.reserve(tileSlots() * tileStride_);
+  windows_.resize(tileSlots());
+  for (auto& slot : windows_) slot.resize(files);
 }
 
 void TileReader::finishFromWholeBlock(const Read& read) {
@@ -118,7 +128,20 @@ bool TileReader::readTile(const Read& read, std::uint64_t k, unsigned slot,
   const std::uint64_t first = read.firstOf(k), end = std::min(read.words, first + read.tileWords);
   const std::uint64_t from = first * 8, to = std::min(end * 8, read.block.rowSize);
   Word* const slotRows = tileMemory_.data() + slot * tileStride_;
+  std::vector<DataFiles::Window>& windows = windows_[slot];
+  const bool mappable = !steps.intoBlock && !order.invertBits && order.chunkSize == 1 &&
+                        (read.start + from) % 8 == 0 && to - from == (end - first) * 8 &&
+                        to - from >= leastMapped;
+  bool mapped = false;
   for (std::size_t i = 0; i < rows.size(); ++i) {
+    DataFiles::unmap(windows[i]);
+    const unsigned char* at =
+        mappable ? read.files.map(i, to - from, read.start + from, windows[i]) : nullptr;
+    if (at != nullptr) {  // the steps only read the rows
+      rows[i] = reinterpret_cast<Word*>(const_cast<unsigned char*>(at));
+      mapped = true;
+      continue;
+    }
     Word* row = rows[i] =
         steps.intoBlock ? rowWords(read.block, i) + first : slotRows + i * read.tileWords;
     unsigned char* bytes = reinterpret_cast<unsigned char*>(row);
@@ -131,7 +154,11 @@ bool TileReader::readTile(const Read& read, std::uint64_t k, unsigned slot,
     }
     if (order.chunkSize != 1) reorderBytes(bytes, to - from, order.chunkSize);
   }
-  if (steps.compute) steps.compute(slot, first, end, rows);
+  if (steps.compute && !DataFiles::guarded([&] { steps.compute(slot, first, end, rows); }))
+    return false;
+  // Mapped bytes are looked at once they have been used, as a read is.
+  for (std::size_t i = 0; mapped && i < rows.size(); ++i)
+    if (windows[i].start != nullptr && !read.files.unchanged(i)) return false;
   return true;
 }
 
@@ -154,9 +181,16 @@ bool TileReader::readTiles(Read& read) {
     unsigned slot = 0;
     if (!pipeline.get(k, slot)) return false;
     const std::uint64_t first = read.firstOf(k), end = std::min(read.words, first + read.tileWords);
-    read.steps.commit(slot, first, end, slotRows[slot]);
+    if (!DataFiles::guarded([&] { read.steps.commit(slot, first, end, slotRows[slot]); }))
+      read.files.endChanged();
     pipeline.release(k);
     read.delivered = read.steps.backwards ? first : end;
+  }
+  // The commits looked at mapped bytes after the tiles' checks.
+  for (std::size_t i = 0; i < read.files.size(); ++i) {
+    bool mapped = false;
+    for (const auto& slot : windows_) mapped = mapped || slot[i].start != nullptr;
+    if (mapped && !read.files.unchanged(i)) read.files.endChanged();
   }
   return true;
 }

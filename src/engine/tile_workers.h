@@ -22,11 +22,15 @@
 // takes tens to hundreds, and waking a sleeping thread can take a hundred),
 // then sleep on the condition variable. The spin has no `pause`: on the
 // virtual machines we measure on, a core spinning with it is taken away.
+// A thread that waits for work rather than for a result (a helper whose
+// slots are all taken) spins kShortSpin only: it is not on the way of the
+// run, and its spinning is a core taken from other processes.
 class Rendezvous {
  public:
+  static constexpr int kLongSpin = 1 << 18, kShortSpin = 1 << 10;
   template <typename Ready>
-  void waitUntil(const Ready& ready) {
-    for (int spin = 0; spin < (1 << 18); ++spin) {
+  void waitUntil(const Ready& ready, int spins = kLongSpin) {
+    for (int spin = 0; spin < spins; ++spin) {
       if (ready()) return;
       asm volatile("" ::: "memory");
     }

@@ -30,9 +30,12 @@ struct MaskCounts {
 // over stretches of words, row by row, which vectorises; lines without a
 // bit to count are passed over at once. With `allUniform` (no group has two
 // files, so every bit is uniform inside every group) the mask is not read:
-// it becomes the bits that differ.
-MaskCounts excludeAndCount(const std::vector<const Word*>& rows, Word* mask, std::uint64_t size,
-                           bool allUniform, std::vector<std::uint32_t>& lines) {
+// it becomes the bits that differ. Built twice, with the `popcnt`
+// instruction for the processors that have it and with the library's count
+// for the others, and the loader picks one.
+__attribute__((target_clones("popcnt", "default"))) MaskCounts excludeAndCount(
+    const std::vector<const Word*>& rows, Word* mask, std::uint64_t size, bool allUniform,
+    std::vector<std::uint32_t>& lines) {
   constexpr std::uint64_t kStretch = 256;  // words, a multiple of a line
   Word differs[kStretch];
   MaskCounts counts;
@@ -274,7 +277,8 @@ void AttributeScan::recordByte(Findings& findings, std::uint64_t offset, unsigne
     ++findings.regionCount;
     regionLength_ = 0;
   }
-  const int bits = __builtin_popcount(informative);
+  static constexpr unsigned char kBits[16] = {0, 1, 1, 2, 1, 2, 2, 3, 1, 2, 2, 3, 2, 3, 3, 4};
+  const int bits = kBits[informative & 15] + kBits[informative >> 4];
   regionLoneBits_ += static_cast<std::uint64_t>(bits);
   regionLone_ = regionLone_ && bits == 1 && varies;
   findings.longestRegion = std::max(findings.longestRegion, ++regionLength_);

@@ -26,6 +26,14 @@ TEST(ChangingInputs, AFileChangedInPlaceEndsTheRun) {
       "4194304 to 4096 bytes)\na.bin\nb.bin\nerr\nnew.bin\nout\np.txt\n");
 }
 
+// A file cut short while read straight from its mapping: the message, never a bus error.
+TEST(ChangingInputs, AFileCutShortUnderItsMappingEndsTheRun) {
+  const Sandbox sb;
+  EXPECT_EQ(runScenario(sb, "", "cut_while_mapped"),
+            "status 1\novrell: the data file 'a.bin' changed during the run (its size went from "
+            "4194304 to 4096 bytes)\n");
+}
+
 // Forty files and twenty descriptors: the files are opened again for every read (in both
 // programs, with and without -d), give the result of a run that keeps them open, and one
 // renamed over between two reads is seen. With

@@ -19,7 +19,7 @@
 #include "project/file_checks.h"
 
 // Tiles against the whole-block read, for few files and for many; a file cut short ends the run
-// with status 1.
+// with status 1, also when it shrinks under a tile read straight from its mapping.
 TEST(TileReader, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   TileReader reader;
   std::mt19937_64 random(11);
@@ -45,6 +45,7 @@ TEST(TileReader, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
     std::uint64_t next = backwards ? pitch / 8 : 0;  // where the next tile must start or end
     reader.readThreads = 1 + round % 3;
     reader.tileBytes = round % 3 ? 512 * 1024 : 8 * (1 + round);
+    reader.leastMapped = round % 2 ? 32 * 1024 : 8;  // tiles read from mappings when they can
     // compute copies the tile out and fills the slot's scratch, on any thread; commit sees the
     // tiles in order (or from the last), in the slot compute had them in, rows and scratch intact.
     std::vector<std::uint64_t> slotTile(reader.tileSlots(), ~0ULL);
@@ -108,6 +109,35 @@ TEST(TileReader, BlockReadsInTilesCarryTheBytesOfWholeBlocks) {
   EXPECT_EQ(err.str(), "ovrell: the data file '" + all[2].string() +
                            "' changed during the run (its size went from 60000 to 100 bytes)\n"
                            "status 1\n");
+  // A file that shrinks under the mapping of its tile: the bus error, in a compute on any thread
+  // or in a commit on the caller's, ends the run with the same message.
+  reader.order = {false, 1};
+  reader.tileBytes = 64 * 1024, reader.leastMapped = 8;
+  for (const bool inCommit : {false, true}) {
+    err.str("");
+    boost::filesystem::copy_file(all[3], all[2],
+                                 boost::filesystem::copy_options::overwrite_existing);
+    DataFiles mapped({all[1], all[2]});
+    checkFileSet(mapped);
+    bool cut = false;
+    auto cutAndLook = [&](const std::vector<Word*>& at) {
+      if (!cut) boost::filesystem::resize_file(all[2], 100), cut = true;
+      volatile Word word = at[1][2000];  // 16000 bytes in: a page past the new end
+      (void)word;
+    };
+    TileReader::TileSteps steps{
+        nullptr, 0, [&](unsigned, std::uint64_t, std::uint64_t, const std::vector<Word*>& at) {
+          if (inCommit) cutAndLook(at);
+        }};
+    if (!inCommit)
+      steps.compute = [&](unsigned, std::uint64_t, std::uint64_t, const std::vector<Word*>& at) {
+        cutAndLook(at);
+      };
+    EXPECT_THROW(reader.readBlockInTiles(mapped, 0, {block.data(), 60000, 2}, steps), int);
+    EXPECT_EQ(err.str(), "ovrell: the data file '" + all[2].string() +
+                             "' changed during the run (its size went from 60000 to 100 bytes)\n"
+                             "status 1\n");
+  }
   std::cerr.rdbuf(savedErr), setExitHandler(nullptr);
   boost::filesystem::remove_all(dir);
 }
