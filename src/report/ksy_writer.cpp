@@ -421,10 +421,6 @@ class KsyWriter : public ReportWriter {
 
 }  // namespace
 
-std::string ksyIdentifier(const std::string& text, const std::string& prefix) {
-  return identifierOf(text, prefix);
-}
-
 std::unique_ptr<ReportWriter> ksyWriter(std::ostream& out, const std::string& projectFile) {
   std::string stem = projectFile.substr(projectFile.find_last_of('/') + 1);
   if (stem.find('.', 1) != std::string::npos) stem.erase(stem.rfind('.'));

@@ -50,12 +50,6 @@ std::unique_ptr<ReportWriter> htmlWriter(std::ostream& out);
 // an identifier). The findings' offsets must be the files' own (no -e, -b);
 // REQUIRES: the run's explanation.
 std::unique_ptr<ReportWriter> ksyWriter(std::ostream& out, const std::string& projectFile);
-// `text` as a Kaitai identifier, [a-z][a-z0-9_]*: ASCII letters (lower
-// case) and digits, every other run of bytes one '_' between them, and
-// `prefix` put before one that would be empty, start with a digit or be a
-// keyword of a language the descriptions are compiled to.
-std::string ksyIdentifier(const std::string& text, const std::string& prefix);
-
 // `text` as the inside of a JSON string: `"`, `\` and the control characters
 // escaped as JSON escapes them (`\n`, `\u001b`, ...), valid UTF-8 as it is,
 // and each byte that is not part of valid UTF-8 as the lone surrogate
