@@ -5,7 +5,7 @@
 // Checks: the root id; every identifier valid and unique in its scope as
 // the generated code names it; the parser reads each file to its end (the
 // constant runs' contents and checks hold); each long constant run has its
-// CRC-32; a text value field reads the file's value; each informative field's value is in the enum, whose entry lists
+// CRC-32; each checksum holds; a text value field reads the file's value; each informative field's value is in the enum, whose entry lists
 // the file's group and whose name the generated code knows; a constant byte
 // changed makes the parser fail. Prints the count of fields checked.
 'use strict';
@@ -42,6 +42,41 @@ const crc32 = (bytes) => {
   return (~c) >>> 0;
 };
 
+// The bytes a field of the seq takes.
+const sizeOf = (attr) => attr.contents ? attr.contents.length : attr.size || +attr.type[1];
+
+// The checksum -ovrell-checksum claims for the field at first..last, from
+// its definition (CRCs bit by bit); null for the Fletcher sums.
+const checksumOf = (c, bytes, first, last) => {
+  const data = Buffer.from(bytes.subarray(c.covers[0], c.covers[1] + 1));
+  if (c.field_read_as) data.fill(c.field_read_as === 'zeros' ? 0 : 0x20, first - c.covers[0],
+    last + 1 - c.covers[0]);
+  const w = BigInt(c.width), mask = (1n << w) - 1n;
+  const reflect = (v, n) => { let r = 0n; for (let i = 0n; i < n; i++) r |= ((v >> i) & 1n) << (n - 1n - i); return r; };
+  if (c.algorithm === 'crc') {
+    let reg = BigInt(c.crc.init);
+    for (const b of data) {
+      reg ^= (c.crc.refin ? reflect(BigInt(b), 8n) : BigInt(b)) << (w - 8n);
+      for (let k = 0; k < 8; k++) reg = ((reg << 1n) ^ (reg >> (w - 1n) ? BigInt(c.crc.poly) : 0n)) & mask;
+    }
+    return (c.crc.refout ? reflect(reg, w) : reg) ^ BigInt(c.crc.xorout);
+  }
+  if (c.algorithm === 'adler32') {
+    let a = 1, b = 0;
+    for (const x of data) a = (a + x) % 65521, b = (b + a) % 65521;
+    return BigInt(b) << 16n | BigInt(a);
+  }
+  if (c.algorithm !== 'sum' && c.algorithm !== 'xor') return null;
+  let acc = 0n;
+  for (let i = 0; i < data.length; i += c.unit) {
+    let word = 0n;
+    for (let j = 0; j < c.unit; j++)
+      word |= BigInt(data[i + j] || 0) << BigInt(8 * (c.word_order === 'big' ? c.unit - 1 - j : j));
+    acc = c.algorithm === 'sum' ? (acc + word) & mask : acc ^ word;
+  }
+  return c.complement === 'twos' ? -acc & mask : c.complement === 'ones' ? ~acc & mask : acc;
+};
+
 async function main() {
   check(ksy.meta.id === expected.id, `root id ${ksy.meta.id}, not ${expected.id}`);
   const files = await compiler.compile('javascript', ksy, null, false);
@@ -51,7 +86,7 @@ async function main() {
   const instances = Object.entries(ksy.instances || {});
   scope([...seq.map((a) => a.id), ...instances.map(([id]) => id)], 'root');
   scope(Object.keys(ksy.types || {}), 'types');
-  let fields = 0;
+  let fields = 0, checksums = 0;
   for (const [file, values] of expected.files) {
     const bytes = fs.readFileSync(file);
     const parsed = new Root(new KaitaiStream(bytes));
@@ -59,6 +94,18 @@ async function main() {
     for (const attr of seq)
       if (attr['-ovrell-crc32'] !== undefined && attr.valid === undefined)
         check(crc32(parsed[camel(attr.id)]) === attr['-ovrell-crc32'], `${file}: ${attr.id}`);
+    let at = 0;  // each checksum holds
+    for (const attr of seq) {
+      const value = parsed[camel(attr.id)], c = attr['-ovrell-checksum'];
+      const size = sizeOf(attr);
+      const sum = c && checksumOf(c, bytes, at, at + size - 1);
+      if (sum !== null && sum !== undefined && typeof value !== 'object') {
+        check(sum === BigInt(typeof value === 'string' ? parseInt(value, 8) : value),
+          `${file}: ${attr.id} holds ${value}, not ${sum}`);
+        checksums++;
+      }
+      at += size;
+    }
     for (const attr of seq)  // a field of the file's own text value
       if (attr['-ovrell-kind'] === 'value' && attr['-ovrell-encoding'] === 'text')
         check(parsed[camel(attr.id)].replace(/\0+$/, '') === values[attr['-ovrell-attribute']],
@@ -94,9 +141,7 @@ async function main() {
   if (at >= 0) {
     const bytes = Buffer.from(fs.readFileSync(expected.files[0][0]));
     let offset = 0;
-    for (const attr of seq.slice(0, at)) offset += attr.contents ? attr.contents.length : attr.size ||
-      { u1: 1, u2le: 2, u2be: 2, u4le: 4, u4be: 4, u8le: 8, u8be: 8, s1: 1, s2le: 2, s2be: 2,
-        s4le: 4, s4be: 4, s8le: 8, s8be: 8 }[attr.type];
+    for (const attr of seq.slice(0, at)) offset += sizeOf(attr);
     bytes[offset] ^= 1;
     let threw = false;
     try { new Root(new KaitaiStream(bytes)); } catch (e) { threw = /Validation/.test(e.name || e); }
@@ -106,6 +151,6 @@ async function main() {
     console.log(failures.slice(0, 20).join('\n'));
     process.exit(1);
   }
-  console.log(`${fields} fields checked`);
+  console.log(`${fields} fields and ${checksums} checksums checked`);
 }
 main().catch((e) => { console.log(`FAIL: ${e.stack || e}`); process.exit(1); });

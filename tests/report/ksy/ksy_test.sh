@@ -37,7 +37,7 @@ PY
   mkdir -p "$name.js"
   node "$here/check_ksy.js" "$name.ksy" "$name.json" "$name.js" >out 2>&1 ||
     fail "$name: $(cat out)"
-  grep -q '^[1-9][0-9]* fields checked$' out || fail "$name: no field checked: $(cat out)"
+  grep -q '^[1-9][0-9]* fields and [1-9][0-9]* checksums checked$' out || fail "$name: no field checked: $(cat out)"
 }
 
 # 1. The example data set: the models' and regions' bits, the CRC-32 at
@@ -92,7 +92,7 @@ grep -q 'algorithm: adler32' png.ksy || fail "png: no Adler-32"
 # non-ASCII, a byte that is not UTF-8, names equal once camel-cased; the
 # project file's name too.
 python3 - <<'PY'
-import json
+import json, zlib
 attributes = ['1st model', 'class', 'mod\u00e8le', 'a_1', 'a1', 'A-1', 'constant 0x0']
 values = [['x 1', 'x_1', 'X1'], ['class', 'new', '\u00fcn\u00ef\udcff'], ['a', 'b', 'c'],
           ['0', '1', '2'], ['p', 'q', 'r'], ['s', 't', 'u'], ['k', 'l', 'm']]
@@ -104,7 +104,9 @@ with open('2 Odd-Set.v1.txt', 'w', encoding='utf-8', errors='surrogateescape') a
         data = bytearray(b'\x5a' * 100)
         for a in range(len(attributes)):
             data[10 * a + 5] = i % 3 + 1
-        data[99] = i
+        data[90:92] = [b'\0\0', b'\xff\xff', b'\x55\x55'][i % 3]
+        data[92:96] = i.to_bytes(4, 'little')
+        data[96:] = zlib.crc32(data[:96]).to_bytes(4, 'little')
         open(f'odd{i}.bin', 'wb').write(bytes(data))
         project.write(f'odd{i}.bin ' + ' '.join(f'"{v}"' for v in row) + '\n')
         files.append([f'odd{i}.bin', dict(zip(attributes, row))])
