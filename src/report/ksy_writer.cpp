@@ -291,8 +291,10 @@ class KsyWriter : public ReportWriter {
     add("\n    doc: ").add(quoted(describeField(e, field)));
     add("\n    -ovrell-kind: ").add(fieldKindName(field.kind));
     if (!encoding.empty()) add("\n    -ovrell-encoding: ").add(quoted(encoding));
-    if (field.kind == FieldKind::kValue)
+    if (field.kind == FieldKind::kValue) {
       add("\n    -ovrell-attribute: ").add(quoted(e.values[field.record].attribute));
+      add("\n    -ovrell-read-as: ").add(e.values[field.record].readAs);
+    }
     if (field.kind == FieldKind::kChecksum) checksum(e.checksums[field.record]);
     add("\n");
   }

@@ -6,10 +6,10 @@
 // the generated code names it; the parser reads each file to its end (the
 // constant runs' contents and checks hold); each long constant run has its
 // CRC-32; each checksum holds, computed from its -ovrell-checksum; a text
-// value field reads the file's value; each informative field's value is in
-// the enum, whose entry lists the file's group and whose name the generated
-// code knows; a constant byte changed makes the parser fail. Prints the
-// counts of fields and checksums checked.
+// or decimal value field reads the file's value; each informative field's
+// value is in the enum, whose entry lists the file's group and whose name
+// the generated code knows; a constant byte changed makes the parser fail.
+// Prints the counts of fields and checksums checked.
 'use strict';
 const fs = require('fs');
 const path = require('path');
@@ -92,8 +92,11 @@ async function main() {
         check(typeof stored === 'number' && sum === BigInt(stored), `${file}: ${attr.id} ${sum}`);
         checksums += !c.stored;
       }
+      const own = values[attr['-ovrell-attribute']];
       if (attr['-ovrell-kind'] === 'value' && attr['-ovrell-encoding'] === 'text')
-        check(value.replace(/\0+$/, '') === values[attr['-ovrell-attribute']], `${file}: ${value}`);
+        check(value.replace(/\0+$/, '') === own, `${file}: ${value}`);
+      if (attr['-ovrell-kind'] === 'value' && attr['-ovrell-read-as'] === 'decimal' && attr.type)
+        check(value === Number(own), `${file}: ${attr.id} reads ${value}`);
       at += size;
     }
     for (const [id, instance] of instances) {

@@ -73,19 +73,20 @@ grep -q '^      at_0x478_b5:$' ext4.ksy || fail "ext4: no field at the volume na
 # project file's name too.
 python3 - <<'PY'
 import json, zlib
-attributes = ['1st model', 'class', 'mod\u00e8le', 'a_1', 'a1', 'A-1', 'constant 0x0']
+attributes = ['1st model', 'class', 'mod\u00e8le', 'a_1', 'a1', 'A-1', 'constant 0x0', 'serial']
 values = [['x 1', 'x_1', 'X1'], ['class', 'new', '\u00fcn\u00ef\udcff'], ['a', 'b', 'c'],
-          ['0', '1', '2'], ['p', 'q', 'r'], ['s', 't', 'u'], ['k', 'l', 'm']]
+          ['0', '1', '2'], ['p', 'q', 'r'], ['s', 't', 'u'], ['k', 'l', 'm'],
+          [str(70000 + 4099 * i) for i in range(9)]]
 files = []
 with open('2 Odd-Set.v1.txt', 'w', encoding='utf-8', errors='surrogateescape') as project:
     project.write('file ' + ' '.join(f'"{a}"' for a in attributes) + '\n')
     for i in range(9):
-        row = [v[i % 3] for v in values]
+        row = [v[i % 3] for v in values[:-1]] + [values[-1][i]]
         data = bytearray(b'\x5a' * 100)
-        for a in range(len(attributes)):
+        for a in range(len(attributes) - 1):
             data[10 * a + 5] = i % 3 + 1
         data[90:92] = [b'\0\0', b'\xff\xff', b'\x55\x55'][i % 3]
-        data[92:96] = i.to_bytes(4, 'little')
+        data[92:96] = int(row[-1]).to_bytes(4, 'little')
         data[96:] = zlib.crc32(data[:96]).to_bytes(4, 'little')
         open(f'odd{i}.bin', 'wb').write(bytes(data))
         project.write(f'odd{i}.bin ' + ' '.join(f'"{v}"' for v in row) + '\n')
@@ -97,6 +98,7 @@ for id in attribute_1st_model attribute_class mod_le a_1 a1_2 a_1_3 constant_0x0
   grep -q "^  $id:$" odd.ksy || fail "odd: no type $id"
 done
 grep -q 'id: group_class$' odd.ksy || fail "odd: the value 'class'"
+grep -A1 'id: value_0x5c' odd.ksy | grep -q 'type: u4le' || fail "odd: the serial number"
 
 # 4. Refusals: -e and -b, a description over the project file.
 for option in "-e 2" -b; do
