@@ -61,9 +61,27 @@ if [[ $mode == test ]]; then
   packages+=(groff man-db bash-completion dpkg-dev file lintian)
   # The report's picture is checked in a real browser, headless.
   packages+=(chromium)
+  # The report's Kaitai Struct description is compiled and run by node
+  # (Debian's npm, unless a nodejs of another origin brought its own).
+  packages+=(nodejs)
+  command -v npm >/dev/null || packages+=(npm)
 fi
 
 tools/install_packages.sh "${packages[@]}"
+
+if [[ $mode == test ]]; then
+  # The Kaitai Struct compiler, its JavaScript runtime and a YAML reader,
+  # from the npm registry, where tests/report/ksy/ksy_test.sh looks for
+  # them (it skips itself without them).
+  kaitai=/opt/ovrell-kaitai
+  if ! NODE_PATH=$kaitai/node_modules node -e \
+    'for (const m of ["kaitai-struct-compiler", "kaitai-struct", "js-yaml"]) require(m)' \
+    2>/dev/null; then
+    echo "==> installing the Kaitai Struct compiler into $kaitai (npm)"
+    npm install --prefix "$kaitai" --no-audit --no-fund \
+      kaitai-struct-compiler kaitai-struct js-yaml
+  fi
+fi
 
 # The test command treats compiler warnings as errors, so that none lands;
 # an install for use does not, so that a newer compiler cannot stop it.

@@ -35,6 +35,7 @@ void describe(Options& o, ReportOptions& r, std::string& memLimitText, std::stri
       ("inverse-byte-order,b", "inverse the bits of each input byte")
       ("json", text(&r.jsonFile), "write the whole report as JSON to this file ('-': standard output, instead of the table)")
       ("html", text(&r.htmlFile), "write the picture of the files as one HTML file ('-': standard output, instead of the table)")
+      ("ksy", text(&r.ksyFile), "write the layout as a Kaitai Struct description to this file ('-': standard output, instead of the table)")
       ("bits", "list each region's fields in the table")
       ("limit", po::value<std::string>(&limitText)->default_value("50"),
        "rows of a table before it is cut (0: no limit)");
@@ -63,6 +64,9 @@ void parseReportCommandLine(int argc, char** argv, Options& options, ReportOptio
   report.bits = map.count("bits") != 0;
   options.exclude = true;
   convertValues(memLimitText, chunkText, options);
+  if (!report.ksyFile.empty() && (options.chunkSize > 1 || options.inverseByteOrder))
+    commandLine.refuse(
+        "option '--ksy' cannot be used with '-e' or '-b': the description reads the files as they are");
   requireProjectFileOption(commandLine.program(), options.projectFile);
   checkProjectFile(options.projectFile);
 }

@@ -54,7 +54,8 @@ void refuseOverwritingInputs(const Options& options, const FileList& files,
   guard.addInput("project file", options.projectFile);
   for (const auto& file : files) guard.addInput("data file", file.string());
   const std::pair<std::string, std::string> results[] = {{"JSON file", report.jsonFile},
-                                                         {"HTML file", report.htmlFile}};
+                                                         {"HTML file", report.htmlFile},
+                                                         {"Kaitai Struct file", report.ksyFile}};
   for (const auto& [role, name] : results) {
     if (name.empty() || name == "-") continue;
     guard.addOutput(role, name);
@@ -111,6 +112,9 @@ void runReport(Options& options, const ReportOptions& report) {
     writers.push_back(jsonWriter(outputs.add("JSON file", report.jsonFile)));
   if (!report.htmlFile.empty())
     writers.push_back(htmlWriter(outputs.add("HTML file", report.htmlFile)));
+  if (!report.ksyFile.empty())
+    writers.push_back(
+        ksyWriter(outputs.add("Kaitai Struct file", report.ksyFile), options.projectFile));
   if (!outputs.toStandardOutput())
     writers.insert(writers.begin(), textWriter(std::cout, report, colourWanted()));
 

@@ -1,4 +1,5 @@
-// The report's outputs: the text table, the JSON document and the picture.
+// The report's outputs: the text table, the JSON document, the picture and
+// the Kaitai Struct description.
 //
 // A writer is told the run's facts once (`begin`), then each attribute's
 // findings in the order named, as soon as its scan is done (so memory holds
@@ -44,7 +45,11 @@ std::unique_ptr<ReportWriter> textWriter(std::ostream& out, const ReportOptions&
 std::unique_ptr<ReportWriter> jsonWriter(std::ostream& out);
 // The HTML picture of report/html_writer.cpp.
 std::unique_ptr<ReportWriter> htmlWriter(std::ostream& out);
-
+// The Kaitai Struct description of report/ksy_writer.cpp; its root type is
+// named after `projectFile` (the name without directory and extension, as
+// an identifier). The findings' offsets must be the files' own (no -e, -b);
+// REQUIRES: the run's explanation.
+std::unique_ptr<ReportWriter> ksyWriter(std::ostream& out, const std::string& projectFile);
 // `text` as the inside of a JSON string: `"`, `\` and the control characters
 // escaped as JSON escapes them (`\n`, `\u001b`, ...), valid UTF-8 as it is,
 // and each byte that is not part of valid UTF-8 as the lone surrogate

@@ -56,6 +56,7 @@ report() {
 }
 report "$all" --bits -p p.txt ''
 report 'my p.txt' --json m
+report 'my p.txt' --ksy m
 report $'--help\n--html' --h
 
 # ovrell-patch: after --set, the names with '=', then the named one's values.
