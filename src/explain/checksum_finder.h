@@ -41,7 +41,8 @@
 // one in a million are not returned but listed as too few files to tell.
 //
 // Pure: reads through the ByteSource, prints nothing, keeps memory to a few
-// MiB besides the caller's. Fewer than 3 files give nothing, marked incomplete.
+// MiB besides the caller's. Fewer than 3 files that differ (on the first MiB of
+// their changing bytes) give nothing, marked incomplete.
 #ifndef OVRELL_EXPLAIN_CHECKSUM_FINDER_H_
 #define OVRELL_EXPLAIN_CHECKSUM_FINDER_H_
 
@@ -53,12 +54,12 @@
 #include "explain/sums.h"
 
 // How a field stores its number: little-endian, big-endian, or as octal ASCII text.
-enum class ByteOrder { kLittle, kBig, kText };
+enum class FieldOrder { kLittle, kBig, kText };
 
 struct ChecksumField {
   std::uint64_t firstByte = 0;  // the field, inclusive
   std::uint64_t lastByte = 0;
-  ByteOrder byteOrder = ByteOrder::kLittle;
+  FieldOrder byteOrder = FieldOrder::kLittle;
   bool isCrc = false;
   CrcParams crc;                  // when isCrc
   const char* name = nullptr;     // the catalogue's name of the CRC, or nullptr
@@ -83,6 +84,8 @@ struct ChecksumLimits {
   std::size_t maxStarts = 256;           // range starts tried
   std::uint64_t maxStretch = 1 << 20;    // bytes walked to fit a range's start
   std::uint64_t maxFreeRange = 1 << 10;  // longest range for the any-polynomial search
+  std::size_t maxRuns = 64;              // changing runs one range may hold
+  std::uint64_t maxTail = 1 << 14;       // equal bytes after a run where a range may end
 };
 
 // REQUIRES: `changing` sorted, disjoint, inside the files.

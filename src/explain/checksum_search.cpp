@@ -4,18 +4,18 @@
 #include <memory>
 
 std::uint64_t SearchState::stretchStart(std::uint64_t s) const {
-  std::uint64_t lo = 0;
-  for (const ByteRun& r : runs) {
-    if (r.first >= s) break;
-    lo = r.last + 1 > s ? s : r.last + 1;
-  }
-  return lo;
+  // The last run that starts before s.
+  const auto after =
+      std::partition_point(runs.begin(), runs.end(), [&](const ByteRun& r) { return r.first < s; });
+  if (after == runs.begin()) return 0;
+  const ByteRun& r = *(after - 1);
+  return r.last + 1 > s ? s : r.last + 1;
 }
 
 std::uint64_t SearchState::nextChanging(std::uint64_t b) const {
-  for (const ByteRun& r : runs)
-    if (r.last >= b) return std::max(r.first, b);
-  return source.length();
+  const auto r = std::partition_point(runs.begin(), runs.end(),
+                                      [&](const ByteRun& run) { return run.last < b; });
+  return r == runs.end() ? source.length() : std::max(r->first, b);
 }
 
 std::uint64_t SearchState::checksumOf(std::size_t file, const ChecksumCandidate& c,
