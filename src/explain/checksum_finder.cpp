@@ -1,6 +1,7 @@
 #include "explain/checksum_finder.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <tuple>
 
@@ -13,7 +14,8 @@
 
 namespace {
 
-constexpr std::uint64_t kLead = 16;  // bytes before a run scanned with it
+constexpr std::uint64_t kLead = 16;   // bytes before a run scanned with it
+constexpr std::size_t kMaxFits = 16;  // range fits per field and candidate
 
 // The first end of a word (of `unit` bytes, starting at `phase` modulo `unit`) after `after`.
 std::uint64_t wordEndAfter(std::uint64_t after, unsigned unit, unsigned phase) {
@@ -46,6 +48,7 @@ class Scanner {
   std::size_t rawCount_ = 0;                                   // how many there are
   std::vector<std::pair<std::size_t, std::size_t>> segments_;  // the chunk's changing bytes
   std::set<std::tuple<std::size_t, std::size_t, std::uint64_t>> hits_;
+  std::map<std::pair<std::size_t, std::size_t>, std::size_t> fits_;  // per field and candidate
 };
 
 // Bytes [from - 4, from + count) of file 0 and the partners into raw_ (offset
@@ -264,8 +267,14 @@ void Scanner::lookup(ChecksumEngine& e, std::uint64_t s, std::uint64_t b) {
         t.candidate.around ? s <= f.pos && b > f.pos : b <= f.pos || s >= f.pos + f.size;
     const int variant =
         t.candidate.crc.refout + 2 * int(t.candidate.sum.complement) + 8 * t.candidate.around;
-    if (!valid || !hits_.insert({t.field, (&e - engines_.data()) * 16 + variant, s}).second)
+    const std::size_t candidate = (&e - engines_.data()) * 16 + variant;
+    if (!valid || !hits_.insert({t.field, candidate, s}).second) continue;
+    // A candidate that matched from many starts without fitting matches by the files' likeness,
+    // not by its range: fitting it from still more starts would cost without end.
+    if (++fits_[{t.field, candidate}] > kMaxFits) {
+      search_.result.complete = false;
       continue;
+    }
     if (t.candidate.isCrc)
       fitCrc(search_, t, s, b);
     else
@@ -333,14 +342,17 @@ class DistinctFirst : public ByteSource {
 
 ChecksumSearch findChecksums(const ByteSource& source, const std::vector<ByteRun>& changing,
                              const ChecksumLimits& limits) {
-  // One pair of different files cannot check what it fits.
-  const DistinctFirst files(source, changing);
-  if (files.distinct() < 3) {
+  if (source.files() < 3) {  // one pair of files cannot check what it fits
     ChecksumSearch none;
     none.complete = false;
     return none;
   }
-  SearchState search(files, changing, limits);
+  // With fewer than three different files every candidate of some pair matches: nothing can be
+  // more than too few files to tell, so a few starts suffice.
+  const DistinctFirst files(source, changing);
+  ChecksumLimits own = limits;
+  if (files.distinct() < 3) own.maxStarts = std::min<std::size_t>(own.maxStarts, 8);
+  SearchState search(files, changing, own);
   Scanner(search).run();
   findAnyPolynomial(search);
   findCrcsAround(search);

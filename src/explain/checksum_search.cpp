@@ -21,6 +21,19 @@ std::uint64_t SearchState::nextChanging(std::uint64_t b) const {
 std::uint64_t SearchState::checksumOf(std::size_t file, const ChecksumCandidate& c,
                                       std::uint64_t first, std::uint64_t end,
                                       const CandidateField& field) const {
+  SumKey key;
+  if (!c.isCrc && !c.around) {
+    key = {file,
+           int(c.sum.kind),
+           c.sum.width,
+           c.sum.unit,
+           c.sum.bigEndian,
+           int(c.sum.complement),
+           first,
+           end};
+    const auto known = sums_.find(key);
+    if (known != sums_.end()) return known->second;
+  }
   std::unique_ptr<Crc> crc;
   std::unique_ptr<SumAccumulator> sum;
   std::uint64_t reg = 0;
@@ -43,5 +56,7 @@ std::uint64_t SearchState::checksumOf(std::size_t file, const ChecksumCandidate&
     else
       sum->feed(buffer.data(), count);
   }
-  return crc ? crc->finish(reg) : sum->value();
+  if (crc) return crc->finish(reg);
+  if (!c.around) sums_[key] = sum->value();
+  return sum->value();
 }
