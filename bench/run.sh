@@ -6,7 +6,7 @@
 #   bench/run.sh [--runs N] [--only S1,S5,...] [--sizes 64M,256M,1G] [--shape SHAPE] [--plot] [--micro]
 #
 #   --runs N      timed pairs per scenario (default 9), after one warm-up pair
-#   --only LIST   run only these scenarios (S0 S1 S2 S3 S4 S5 S6 S7 S1b S1m S5m S5q M1 R1 R2)
+#   --only LIST   run only these scenarios (S0 S1 S2 S3 S4 S5 S6 S7 S1b S1m S5m S5q M1 R1 R2 E1 E2)
 #   --sizes LIST  file sizes at which S1, S2, S3, S1b and S1m run (default 256M)
 #   --shape SHAPE the data: edited (files mostly the same), random (independent files) or both (default)
 #   --plot        draw throughput against file size (docs/benchmark.svg, gnuplot)
@@ -37,7 +37,7 @@ usage() {
 }
 
 runs=9
-all=(S0 S1 S2 S3 S4 S5 S5q S6 S7 S1b S1m S5m M1 R1 R2)
+all=(S0 S1 S2 S3 S4 S5 S5q S6 S7 S1b S1m S5m M1 R1 R2 E1 E2)
 only=("${all[@]}")
 sizes=(256M)
 shapes=(edited random)
@@ -54,7 +54,7 @@ while [[ $# -gt 0 ]]; do
       [[ $# -ge 2 ]] || usage
       IFS=, read -r -a only <<<"$2"
       for id in "${only[@]}"; do
-        [[ $id =~ ^(S0|S1|S2|S3|S4|S5|S5q|S6|S7|S1b|S1m|S5m|M1|R1|R2)$ ]] || usage
+        [[ $id =~ ^(S0|S1|S2|S3|S4|S5|S5q|S6|S7|S1b|S1m|S5m|M1|R1|R2|E1|E2)$ ]] || usage
       done
       shift 2
       ;;
@@ -142,6 +142,15 @@ set_of() { echo "$1-$2"; } # the set of that name and shape (edited or random)
 # file of the right size are there.
 ensure_set() {
   local name=$1 files groups size seed shape i
+  # E1's set comes from its own generator, in a directory of its own.
+  if [[ $name == e1-* ]]; then
+    if [[ ! -f $data/$name/e1.txt ]]; then
+      log "writing data set '$name': 16 files of 16M with planted checksums"
+      mkdir -p "$data/$name"
+      python3 "$repo/bench/explain_data.py" "$data/$name" 16M
+    fi
+    return 0
+  fi
   read -r files groups size seed <<<"${sets[${name%-*}]}"
   shape=${name##*-}
   [[ $shape == random ]] && shape=independent
@@ -249,8 +258,14 @@ scenario() {
       mapfile -t ref < <(set_files "$dataset")
       ref=(cat "${ref[@]}") target=1
       ;;
-    R1 | R2)
+    E1)
+      what="ovrell-report with explanations: 16 files of 16 MiB in 4 groups, planted checksums, counter, random bytes (bench/explain_data.py); reference ovrell -x -f 0"
+      dataset=$(set_name e1) program=$report args=(-p "$data/$dataset/e1.txt")
+      ref=("$ovrell" -p "$data/$dataset/e1.txt" -x -f 0 model) ref_ovrell=1 target=3
+      ;;
+    R1 | R2 | E2)
       what="ovrell-report, the table: 2 files of 256 MiB in 2 groups; reference ovrell -x -f 0"
+      [[ $id == E2 ]] && what=${what/the table/the table with the explanations (compare with R1 before them)}
       dataset=$(set_name pair)
       program=$report args=(-p "$data/$dataset.txt" G)
       ref=("$ovrell" -p "$data/$dataset.txt" -x -f 0 G) ref_ovrell=1 target=1.2
@@ -517,7 +532,7 @@ for id in "${only[@]}"; do
   # and the twins of S5 (-m 16MB, -q), run on the edited files only.
   runs_on() {
     [[ $3 == edited ]] && return 0
-    [[ ! ($1 == S5 && $2 == 256M) && ! $1 =~ ^(S5m|S5q|M1|R2)$ ]]
+    [[ ! ($1 == S5 && $2 == 256M) && ! $1 =~ ^(S5m|S5q|M1|R2|E1)$ ]]
   }
   for ((round = 0; round <= runs; round++)); do
     for size in "${labels[@]}"; do
@@ -557,7 +572,7 @@ compiler=$("$compiler" --version | head -n 1)
   time_per_mib
   echo "Medians of $runs pairs (ovrell, then the reference) after a warm-up pair; a ratio is the" \
     "median of the per-pair ratios, the spread their lowest and highest. S5q, S6: linear is" \
-    "'ovrell', quadratic the reference; ns per masked bit is linear / quadratic there. R1, R2:" \
+    "'ovrell', quadratic the reference; ns per masked bit is linear / quadratic there. R1, R2, E1, E2:" \
     "'ovrell' is ovrell-report. Load average at the start and the end: $load_start; $(cut -d' ' -f1-3 /proc/loadavg)."
   echo
   echo "Machine: $cpu, $(nproc) cores, $memory, Linux $(uname -r), $compiler."

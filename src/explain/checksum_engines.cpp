@@ -56,7 +56,7 @@ EngineKey ownDifference(const SearchState& search, const ChecksumEngine& e,
 void addSumTargets(const SearchState& search, ChecksumEngine& e, std::size_t i) {
   const CandidateField& f = search.fields[i];
   const auto& v = f.values;
-  const bool text = f.order == ByteOrder::kText, isXor = e.kind == EngineKind::kXor;
+  const bool text = f.order == FieldOrder::kText, isXor = e.kind == EngineKind::kXor;
   const std::uint64_t mask = widthMask(e.width);
   const EngineKey own = ownDifference(search, e, f);
   for (Complement c : {Complement::kNone, Complement::kTwos, Complement::kOnes}) {
@@ -81,7 +81,7 @@ void addTargets(const SearchState& search, ChecksumEngine& e) {
   for (std::size_t i = 0; i < search.fields.size(); ++i) {
     const CandidateField& f = search.fields[i];
     if (f.width() != e.width) continue;
-    const bool text = f.order == ByteOrder::kText;
+    const bool text = f.order == FieldOrder::kText;
     if (text && (e.kind != EngineKind::kSum || e.base.sum.unit != 1)) continue;
     if (e.kind == EngineKind::kCrc)
       addCrcTargets(search, e, i);

@@ -7,12 +7,12 @@
 namespace {
 
 std::uint64_t readValue(const ByteSource& source, std::size_t file, std::uint64_t pos,
-                        unsigned size, ByteOrder order) {
+                        unsigned size, FieldOrder order) {
   unsigned char bytes[8];
   source.read(file, pos, size, bytes);
   std::uint64_t value = 0;
   for (unsigned k = 0; k < size; ++k)
-    value |= std::uint64_t{bytes[k]} << (8 * (order == ByteOrder::kBig ? size - 1 - k : k));
+    value |= std::uint64_t{bytes[k]} << (8 * (order == FieldOrder::kBig ? size - 1 - k : k));
   return value;
 }
 
@@ -24,8 +24,8 @@ void collectBinaryFields(const ByteSource& source, const ByteRun& run,
     for (std::uint64_t pos = run.first; pos + size <= run.last + 1; ++pos) {
       const bool nearEnd = pos - run.first < 8 || run.last + 1 - (pos + size) < 8;
       if (length > 16 && !nearEnd) continue;
-      for (ByteOrder order : {ByteOrder::kLittle, ByteOrder::kBig}) {
-        if (size == 1 && order == ByteOrder::kBig) continue;
+      for (FieldOrder order : {FieldOrder::kLittle, FieldOrder::kBig}) {
+        if (size == 1 && order == FieldOrder::kBig) continue;
         CandidateField field{pos, size, order, {}, 0};
         for (std::size_t f = 0; f < source.files(); ++f)
           field.values.push_back(readValue(source, f, pos, size, order));

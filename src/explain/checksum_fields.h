@@ -20,13 +20,13 @@
 struct CandidateField {
   std::uint64_t pos;
   unsigned size;
-  ByteOrder order;
+  FieldOrder order;
   std::vector<std::uint64_t> values;
   unsigned distinct;
   unsigned digits = 0;  // octal text: its digits
 
-  unsigned width() const { return order == ByteOrder::kText ? 32 : 8 * size; }
-  double evidenceBits() const { return order == ByteOrder::kText ? 3.0 * digits : 8.0 * size; }
+  unsigned width() const { return order == FieldOrder::kText ? 32 : 8 * size; }
+  double evidenceBits() const { return order == FieldOrder::kText ? 3.0 * digits : 8.0 * size; }
 };
 
 // The number of distinct values of `values`.

@@ -1,6 +1,7 @@
 #include "explain/checksum_finder.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 #include <tuple>
 
@@ -13,6 +14,14 @@
 
 namespace {
 
+constexpr std::uint64_t kLead = 16;   // bytes before a run scanned with it
+constexpr std::size_t kMaxFits = 16;  // range fits per field and candidate
+
+// The first end of a word (of `unit` bytes, starting at `phase` modulo `unit`) after `after`.
+std::uint64_t wordEndAfter(std::uint64_t after, unsigned unit, unsigned phase) {
+  return after + 1 + (phase + 2 * unit - (after + 1) % unit) % unit;
+}
+
 // The scan: every engine run from every range start over the files' changing bytes, its targets
 // looked up at every range end it can have.
 class Scanner {
@@ -23,6 +32,8 @@ class Scanner {
  private:
   std::vector<std::uint64_t> starts() const;
   void scan(std::uint64_t s);
+  void window(std::uint64_t s, std::uint64_t from, std::uint64_t to);
+  void jump(std::uint64_t from, std::uint64_t to);
   void scanCrc(ChecksumEngine& e, std::uint64_t s, std::uint64_t from, std::size_t count);
   void scanSum(ChecksumEngine& e, std::uint64_t s, std::uint64_t from, std::size_t count);
   void skipUnchanged(ChecksumEngine& e, std::uint64_t s, std::uint64_t last, std::uint64_t next);
@@ -33,20 +44,31 @@ class Scanner {
   std::size_t pairs_ = 0;  // search_.pairs, kept here for the inner loops
   std::vector<ChecksumEngine> engines_;
   std::array<std::vector<unsigned char>, kMaxPairs + 1> raw_;
+  std::uint64_t rawEnd_ = 0;                                   // where the bytes in raw_ end
+  std::size_t rawCount_ = 0;                                   // how many there are
   std::vector<std::pair<std::size_t, std::size_t>> segments_;  // the chunk's changing bytes
   std::set<std::tuple<std::size_t, std::size_t, std::uint64_t>> hits_;
+  std::map<std::pair<std::size_t, std::size_t>, std::size_t> fits_;  // per field and candidate
 };
 
 // Bytes [from - 4, from + count) of file 0 and the partners into raw_ (offset
-// 4), zeros outside the changing runs.
+// 4), zeros outside the changing runs (and before `from` when the last read did not end there).
 void Scanner::readRaw(std::uint64_t from, std::size_t count) {
   for (auto& buffer : raw_) {
-    std::copy(buffer.end() - 4, buffer.end(), buffer.begin());
-    std::fill(buffer.begin() + 4, buffer.end(), 0);
+    if (from == rawEnd_)
+      std::copy(buffer.begin() + rawCount_, buffer.begin() + rawCount_ + 4, buffer.begin());
+    else if (from != rawEnd_)
+      std::fill(buffer.begin(), buffer.begin() + 4, 0);
+    std::fill(buffer.begin() + 4, buffer.begin() + 4 + count, 0);
   }
+  rawEnd_ = from + count;
+  rawCount_ = count;
   segments_.clear();
-  for (const ByteRun& r : search_.runs) {
-    const std::uint64_t lo = std::max(r.first, from), hi = std::min(r.last + 1, from + count);
+  const auto& runs = search_.runs;
+  const auto first = std::partition_point(runs.begin(), runs.end(),
+                                          [&](const ByteRun& r) { return r.last < from; });
+  for (auto r = first; r != runs.end() && r->first < from + count; ++r) {
+    const std::uint64_t lo = std::max(r->first, from), hi = std::min(r->last + 1, from + count);
     if (lo >= hi) continue;
     segments_.push_back({lo - from, hi - from});
     for (std::size_t k = 0; k <= pairs_; ++k)
@@ -66,21 +88,70 @@ std::vector<std::uint64_t> Scanner::starts() const {
   return out;
 }
 
+// From a range start, the changing runs after it, each with the bytes just before it (where a
+// field may start) and the stretch of equal bytes after it up to `maxTail` bytes (where a range
+// may end); the engines jump over the rest of the equal bytes. At most `maxRuns` runs.
 void Scanner::scan(std::uint64_t s) {
   for (ChecksumEngine& e : engines_) {
     e.a = e.b = {};
     e.synced = s;
   }
-  for (auto& buffer : raw_) std::fill(buffer.begin(), buffer.end(), 0);
-  const std::uint64_t length = search_.source.length();
-  for (std::uint64_t from = s; from < length; from += kChunk) {
-    const std::size_t count = std::min<std::uint64_t>(kChunk, length - from);
+  for (auto& buffer : raw_) std::fill(buffer.begin(), buffer.begin() + 4, 0);
+  rawEnd_ = s;
+  rawCount_ = 0;
+  const auto& runs = search_.runs;
+  const std::uint64_t length = search_.source.length(), tail = search_.limits.maxTail;
+  const auto leadOf = [](const ByteRun& r) { return r.first > kLead ? r.first - kLead : 0; };
+  std::size_t j = static_cast<std::size_t>(
+      std::partition_point(runs.begin(), runs.end(), [&](const ByteRun& r) { return r.last < s; }) -
+      runs.begin());
+  std::uint64_t pos = s;
+  for (std::size_t n = 0; j < runs.size(); ++j, ++n) {
+    if (n == search_.limits.maxRuns) {
+      search_.result.complete = false;
+      break;
+    }
+    const ByteRun& r = runs[j];
+    if (leadOf(r) > pos) {
+      jump(pos, leadOf(r));
+      pos = leadOf(r);
+    }
+    std::uint64_t end = std::min(r.last + 1 + std::min(tail, length), length);
+    if (j + 1 < runs.size()) end = std::min(end, std::max(r.last + 1, leadOf(runs[j + 1])));
+    if (end > pos) window(s, pos, end);
+    pos = std::max(pos, end);
+  }
+}
+
+void Scanner::window(std::uint64_t s, std::uint64_t from, std::uint64_t to) {
+  for (; from < to; from += kChunk) {
+    const std::size_t count = std::min<std::uint64_t>(kChunk, to - from);
     readRaw(from, count);
     for (ChecksumEngine& e : engines_) {
       if (e.kind == EngineKind::kCrc)
         scanCrc(e, s, from, count);
       else
         scanSum(e, s, from, count);
+    }
+  }
+}
+
+// The engines moved over equal bytes [from, to) where no range ends: CRC registers multiplied at
+// once, Adler-32 and Fletcher second sums grown at once.
+void Scanner::jump(std::uint64_t from, std::uint64_t to) {
+  for (ChecksumEngine& e : engines_) {
+    if (e.kind == EngineKind::kCrc) {
+      e.sync(from, pairs_);
+      for (int level = 0; (to - from) >> level; ++level)
+        if ((to - from) >> level & 1)
+          for (std::size_t k = 0; k < pairs_; ++k) e.a[k] = e.advance(level, e.a[k]);
+      e.synced = to;
+    } else if (e.kind == EngineKind::kRunning) {
+      const unsigned unit = e.base.sum.unit, phase = e.base.phase;
+      const std::uint64_t words =
+          (wordEndAfter(to, unit, phase) - wordEndAfter(from, unit, phase)) / unit;
+      for (std::size_t k = 0; k < pairs_; ++k)
+        e.b[k] = (e.b[k] + words % e.modulus * e.a[k]) % e.modulus;
     }
   }
 }
@@ -141,9 +212,7 @@ void Scanner::scanSum(ChecksumEngine& e, std::uint64_t s, std::uint64_t from, st
   const unsigned unit = e.base.sum.unit, phase = e.base.phase;
   const bool running = e.kind == EngineKind::kRunning;
   const std::uint64_t m = e.modulus;
-  const auto firstBoundary = [&](std::uint64_t after) {  // the first word end > after
-    return after + 1 + (phase + 2 * unit - (after + 1) % unit) % unit;
-  };
+  const auto firstBoundary = [&](std::uint64_t after) { return wordEndAfter(after, unit, phase); };
   const auto skipTo = [&](std::uint64_t last, std::uint64_t next) {
     if (running) skipUnchanged(e, s, last, next);
   };
@@ -198,8 +267,14 @@ void Scanner::lookup(ChecksumEngine& e, std::uint64_t s, std::uint64_t b) {
         t.candidate.around ? s <= f.pos && b > f.pos : b <= f.pos || s >= f.pos + f.size;
     const int variant =
         t.candidate.crc.refout + 2 * int(t.candidate.sum.complement) + 8 * t.candidate.around;
-    if (!valid || !hits_.insert({t.field, (&e - engines_.data()) * 16 + variant, s}).second)
+    const std::size_t candidate = (&e - engines_.data()) * 16 + variant;
+    if (!valid || !hits_.insert({t.field, candidate, s}).second) continue;
+    // A candidate that matched from many starts without fitting matches by the files' likeness,
+    // not by its range: fitting it from still more starts would cost without end.
+    if (++fits_[{t.field, candidate}] > kMaxFits) {
+      search_.result.complete = false;
       continue;
+    }
     if (t.candidate.isCrc)
       fitCrc(search_, t, s, b);
     else
@@ -209,7 +284,7 @@ void Scanner::lookup(ChecksumEngine& e, std::uint64_t s, std::uint64_t b) {
 
 void Scanner::run() {
   pairs_ = search_.pairs = std::min(search_.files - 1, kMaxPairs);
-  for (auto& buffer : raw_) buffer.assign(kChunk + 4, 0);
+  for (auto& buffer : raw_) buffer.assign(kChunk + 8, 0);
   search_.fields = collectFields(search_.source, search_.runs);
   search_.done.assign(search_.fields.size(), false);
   engines_ = buildEngines(search_);
@@ -221,6 +296,48 @@ void Scanner::run() {
   for (std::uint64_t start : all) scan(start);
 }
 
+// The files in another order: those that differ on the changing bytes first (file 0 first of
+// all), so that the scan's partners differ from file 0 and from each other.
+class DistinctFirst : public ByteSource {
+ public:
+  DistinctFirst(const ByteSource& source, const std::vector<ByteRun>& runs) : source_(source) {
+    std::vector<std::uint64_t> hashes(source.files());
+    std::vector<unsigned char> buffer;
+    for (std::size_t f = 0; f < source.files(); ++f) {
+      std::uint64_t hash = 0xcbf29ce484222325ULL, budget = kHashedBytes;
+      for (const ByteRun& r : runs) {
+        buffer.resize(std::min(r.last + 1 - r.first, budget));
+        source.read(f, r.first, buffer.size(), buffer.data());
+        for (const unsigned char byte : buffer) hash = (hash ^ byte) * 0x100000001b3ULL;
+        budget -= buffer.size();
+        if (budget == 0) break;
+      }
+      hashes[f] = hash;
+    }
+    std::vector<std::size_t> repeats;
+    for (std::size_t f = 0; f < source.files(); ++f) {
+      const bool seen =
+          std::find(hashes.begin(), hashes.begin() + f, hashes[f]) != hashes.begin() + f;
+      (seen ? repeats : order_).push_back(f);
+    }
+    distinct_ = order_.size();
+    order_.insert(order_.end(), repeats.begin(), repeats.end());
+  }
+  std::size_t distinct() const { return distinct_; }
+  std::size_t files() const override { return source_.files(); }
+  std::uint64_t length() const override { return source_.length(); }
+  void read(std::size_t file, std::uint64_t offset, std::uint64_t size,
+            unsigned char* to) const override {
+    source_.read(order_[file], offset, size, to);
+  }
+
+ private:
+  static constexpr std::uint64_t kHashedBytes = 1 << 20;  // per file
+  const ByteSource& source_;
+  std::vector<std::size_t> order_;
+  std::size_t distinct_ = 0;
+};
+
 }  // namespace
 
 ChecksumSearch findChecksums(const ByteSource& source, const std::vector<ByteRun>& changing,
@@ -230,7 +347,12 @@ ChecksumSearch findChecksums(const ByteSource& source, const std::vector<ByteRun
     none.complete = false;
     return none;
   }
-  SearchState search(source, changing, limits);
+  // With fewer than three different files every candidate of some pair matches: nothing can be
+  // more than too few files to tell, so a few starts suffice.
+  const DistinctFirst files(source, changing);
+  ChecksumLimits own = limits;
+  if (files.distinct() < 3) own.maxStarts = std::min<std::size_t>(own.maxStarts, 8);
+  SearchState search(files, changing, own);
   Scanner(search).run();
   findAnyPolynomial(search);
   findCrcsAround(search);

@@ -15,7 +15,16 @@
 // then around fields of 16 bits or more, with the catalogue's polynomials,
 // for ranges of up to `maxFreeRange` bytes that end with a changing run.
 // Sums, XORs, Adler-32 and Fletcher-16/32 are tried too. A range starts at
-// the first byte of a changing run or just after a field that heads its run.
+// the first byte of a changing run or just after a field that heads its run,
+// holds at most `maxRuns` changing runs, and ends in one, just before a
+// field, or at most `maxTail` bytes after a run's last changing byte.
+//
+// Cost: bytes equal in every file only fold into a CRC's initial value, so
+// the scan computes on the differences of the changing bytes alone and
+// jumps over long stretches of equal bytes in O(log d); its time grows with
+// the changing runs and their neighbourhood, not with the files' length.
+// The start of a found range is fitted once, walking back over at most
+// `maxStretch` equal bytes.
 //
 // Bytes equal in every file fold into a CRC's initial value, so a range's
 // start is fixed by the initial value formats use (the catalogue's, else all
@@ -26,8 +35,8 @@
 // starts at the nearest start that fits, moved over zero words (for 8-bit
 // sums over varied constant bytes the start is a guess). Of two
 // explanations where each one's range holds the other's field, one is kept.
-// A sum of no more bytes than its field is a copy: a checksum over what the
-// copied field covers is still looked for, and kept before it.
+// A sum or XOR whose range (before moving over zero words) is no longer
+// than its field is a copy of other bytes, not a checksum: not claimed.
 //
 // The units: checksum_fields.h and octal_fields.h (the candidate fields),
 // checksum_engines.h (the running computations and their targets),
@@ -41,7 +50,9 @@
 // one in a million are not returned but listed as too few files to tell.
 //
 // Pure: reads through the ByteSource, prints nothing, keeps memory to a few
-// MiB besides the caller's. Fewer than 3 files give nothing, marked incomplete.
+// MiB besides the caller's. Fewer than 3 files give nothing, marked incomplete;
+// with fewer than 3 that differ (on the first MiB of their changing bytes)
+// at most 8 range starts are tried.
 #ifndef OVRELL_EXPLAIN_CHECKSUM_FINDER_H_
 #define OVRELL_EXPLAIN_CHECKSUM_FINDER_H_
 
@@ -53,12 +64,12 @@
 #include "explain/sums.h"
 
 // How a field stores its number: little-endian, big-endian, or as octal ASCII text.
-enum class ByteOrder { kLittle, kBig, kText };
+enum class FieldOrder { kLittle, kBig, kText };
 
 struct ChecksumField {
   std::uint64_t firstByte = 0;  // the field, inclusive
   std::uint64_t lastByte = 0;
-  ByteOrder byteOrder = ByteOrder::kLittle;
+  FieldOrder byteOrder = FieldOrder::kLittle;
   bool isCrc = false;
   CrcParams crc;                  // when isCrc
   const char* name = nullptr;     // the catalogue's name of the CRC, or nullptr
@@ -83,6 +94,8 @@ struct ChecksumLimits {
   std::size_t maxStarts = 256;           // range starts tried
   std::uint64_t maxStretch = 1 << 20;    // bytes walked to fit a range's start
   std::uint64_t maxFreeRange = 1 << 10;  // longest range for the any-polynomial search
+  std::size_t maxRuns = 64;              // changing runs one range may hold
+  std::uint64_t maxTail = 1 << 13;       // equal bytes after a run where a range may end
 };
 
 // REQUIRES: `changing` sorted, disjoint, inside the files.

@@ -4,23 +4,36 @@
 #include <memory>
 
 std::uint64_t SearchState::stretchStart(std::uint64_t s) const {
-  std::uint64_t lo = 0;
-  for (const ByteRun& r : runs) {
-    if (r.first >= s) break;
-    lo = r.last + 1 > s ? s : r.last + 1;
-  }
-  return lo;
+  // The last run that starts before s.
+  const auto after =
+      std::partition_point(runs.begin(), runs.end(), [&](const ByteRun& r) { return r.first < s; });
+  if (after == runs.begin()) return 0;
+  const ByteRun& r = *(after - 1);
+  return r.last + 1 > s ? s : r.last + 1;
 }
 
 std::uint64_t SearchState::nextChanging(std::uint64_t b) const {
-  for (const ByteRun& r : runs)
-    if (r.last >= b) return std::max(r.first, b);
-  return source.length();
+  const auto r = std::partition_point(runs.begin(), runs.end(),
+                                      [&](const ByteRun& run) { return run.last < b; });
+  return r == runs.end() ? source.length() : std::max(r->first, b);
 }
 
 std::uint64_t SearchState::checksumOf(std::size_t file, const ChecksumCandidate& c,
                                       std::uint64_t first, std::uint64_t end,
                                       const CandidateField& field) const {
+  SumKey key;
+  if (!c.isCrc && !c.around) {
+    key = {file,
+           int(c.sum.kind),
+           c.sum.width,
+           c.sum.unit,
+           c.sum.bigEndian,
+           int(c.sum.complement),
+           first,
+           end};
+    const auto known = sums_.find(key);
+    if (known != sums_.end()) return known->second;
+  }
   std::unique_ptr<Crc> crc;
   std::unique_ptr<SumAccumulator> sum;
   std::uint64_t reg = 0;
@@ -43,5 +56,7 @@ std::uint64_t SearchState::checksumOf(std::size_t file, const ChecksumCandidate&
     else
       sum->feed(buffer.data(), count);
   }
-  return crc ? crc->finish(reg) : sum->value();
+  if (crc) return crc->finish(reg);
+  if (!c.around) sums_[key] = sum->value();
+  return sum->value();
 }

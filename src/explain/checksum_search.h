@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <tuple>
 #include <vector>
 
 #include "explain/checksum_fields.h"
@@ -58,6 +59,13 @@ struct SearchState {
   // `c` is around it.
   std::uint64_t checksumOf(std::size_t file, const ChecksumCandidate& c, std::uint64_t first,
                            std::uint64_t end, const CandidateField& field) const;
+
+ private:
+  // Sums of ranges that do not hold their field, by file, parameters and range: many fields'
+  // hits share them.
+  using SumKey =
+      std::tuple<std::size_t, int, unsigned, unsigned, bool, int, std::uint64_t, std::uint64_t>;
+  mutable std::map<SumKey, std::uint64_t> sums_;
 };
 
 // (x - y) mod m.

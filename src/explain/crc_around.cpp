@@ -56,7 +56,7 @@ void findCrcsAround(SearchState& search) {
   std::uint64_t budget = kAroundBudget;  // bytes of CRC computed
   for (std::size_t i = 0; i < search.fields.size(); ++i) {
     const CandidateField& f = search.fields[i];
-    if (search.done[i] || f.order == ByteOrder::kText || f.size < 2) continue;
+    if (search.done[i] || f.order == FieldOrder::kText || f.size < 2) continue;
     const std::size_t run = static_cast<std::size_t>(
         std::find_if(runs.begin(), runs.end(), [&](const ByteRun& r) { return r.last >= f.pos; }) -
         runs.begin());

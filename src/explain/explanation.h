@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "explain/byte_source.h"
+#include "explain/checksum_finder.h"
 #include "explain/crc.h"
 #include "explain/kinds.h"
 #include "explain/sums.h"
@@ -48,8 +49,7 @@ constexpr int kFieldKinds = 7;
 const char* fieldKindName(FieldKind kind);
 
 // A checksum field as checksum_finder.h finds it (see ChecksumField there),
-// kept apart from that header, whose byte-order enum would clash with the
-// engine's ByteOrder in the report.
+// copied so that the report's writers need only this header.
 enum class StoredAs : unsigned char { kLittle, kBig, kOctalText };
 struct FoundChecksum {
   std::uint64_t firstByte = 0;  // the field, inclusive
@@ -89,15 +89,7 @@ struct Explanation {
 struct ExplainLimits {
   std::uint64_t memory = 64 << 20;  // the windows of all files together
   std::size_t maxFields = 1 << 16;
-  // Bounds of the checksum search's time (checksum_finder.h's ChecksumLimits),
-  // tighter than the finder's own: with its defaults twelve 1 MiB ext4
-  // images take seconds. A range whose start lies more than `maxStretch`
-  // bytes of equal bytes away from its changing bytes is not found, and
-  // only the first `maxChecksumRuns` changing runs are searched.
-  std::size_t maxChecksumRuns = 1 << 10;
-  std::size_t maxStarts = 8;
-  std::uint64_t maxStretch = 1 << 14;
-  std::uint64_t maxFreeRange = 1 << 10;
+  ChecksumLimits checksums;  // the checksum search's bounds
 };
 
 // REQUIRES: the attributes' values one per file, none empty.

@@ -42,7 +42,7 @@ void collectOctalFields(const ByteSource& source, const ByteRun& run,
     };
     if (p > first && std::any_of(bytes.begin(), bytes.end(), isDigit)) continue;
     unsigned size = 0, digits = 0;
-    CandidateField field{p, 0, ByteOrder::kText, octalAt(bytes, p - first, size, digits), 0, 0};
+    CandidateField field{p, 0, FieldOrder::kText, octalAt(bytes, p - first, size, digits), 0, 0};
     if (field.values.empty() || p + size <= run.first) continue;
     field.size = size;
     field.digits = digits;

@@ -65,6 +65,29 @@ std::unordered_map<std::uint64_t, std::uint64_t> prefixSums(const ChecksumCandid
   return prefix;
 }
 
+// Whether [first, end) holds, outside the field, the field's bytes at one place in every file.
+// A sum or XOR over such a range holds whenever the rest cancels, as copies of one value do
+// (blocks of one file that carry the same checksum).
+bool holdsCopy(const SearchState& search, const CandidateField& f, std::uint64_t first,
+               std::uint64_t end) {
+  if (f.order == FieldOrder::kText || end < first + f.size) return false;
+  std::vector<unsigned char> field(f.size), bytes(end - first);
+  std::vector<bool> same(end - first - f.size + 1, true);
+  bool any = true;
+  for (std::size_t file = 0; file < search.files && any; ++file) {
+    search.source.read(file, f.pos, f.size, field.data());
+    search.source.read(file, first, bytes.size(), bytes.data());
+    any = false;
+    for (std::size_t p = 0; p < same.size(); ++p) {
+      if (!same[p]) continue;
+      const bool inField = first + p < f.pos + f.size && f.pos < first + p + f.size;
+      same[p] = !inField && std::equal(field.begin(), field.end(), bytes.begin() + p);
+      any = any || same[p];
+    }
+  }
+  return any;
+}
+
 // Sums and XORs: bytes equal everywhere on either side fold in, so fit both ends on file 0.
 void fitPlain(SearchState& search, const CandidateField& f, const ChecksumCandidate& c,
               const Before& before, std::uint64_t b, std::uint64_t stretch) {
@@ -100,12 +123,14 @@ void fitPlain(SearchState& search, const CandidateField& f, const ChecksumCandid
     if (end + unit > hi || end == f.pos) break;
     suffix = combine(suffix, readWord(&after[end - b], unit, unit, c.sum.bigEndian)) & mask;
   }
-  if (stop == 0) return;
+  // A range of no more bytes than the field is a copy of other bytes, not a checksum of them.
+  if (stop == 0 || stop - start <= f.size) return;
   while (stop != f.pos && stop + unit <= hi &&
          std::all_of(&after[stop - b], &after[stop - b] + unit,
                      [](unsigned char x) { return x == 0; }))
     stop += unit;
-  accept(search, f, c, extendOverZeros(start, before.lo, unit, before.bytes), stop);
+  start = extendOverZeros(start, before.lo, unit, before.bytes);
+  if (!holdsCopy(search, f, start, stop)) accept(search, f, c, start, stop);
 }
 
 }  // namespace

@@ -9,8 +9,11 @@
 // before its field when that fits, else at the nearest end that fits, and
 // starts at the nearest start that fits, moved over zero words (for 8-bit
 // sums over varied constant bytes the start is a guess). Ranges around their
-// field count its bytes as zeros, or as blanks for octal text. At most 64
-// KiB of equal bytes are walked on either side.
+// field count its bytes as zeros, or as blanks for octal text. A sum or XOR
+// whose range is no longer than its field is a copy, and one whose range
+// holds a copy of its field (the same bytes in every file) holds whenever
+// the rest cancels: neither is claimed. At most
+// 64 KiB of equal bytes are walked on either side.
 #ifndef OVRELL_EXPLAIN_SUM_RANGE_H_
 #define OVRELL_EXPLAIN_SUM_RANGE_H_
 

@@ -53,10 +53,10 @@ std::uint64_t computeChecksum(const ChecksumField& field, std::vector<unsigned c
 
 std::vector<unsigned char> encodeChecksum(const ChecksumField& field, std::uint64_t value,
                                           const std::vector<unsigned char>& now) {
-  if (field.byteOrder == ByteOrder::kText) return encodeText(value, now);
+  if (field.byteOrder == FieldOrder::kText) return encodeText(value, now);
   std::vector<unsigned char> bytes(now.size());
   for (std::size_t i = 0; i < bytes.size(); ++i) {
-    const std::size_t at = field.byteOrder == ByteOrder::kLittle ? i : bytes.size() - 1 - i;
+    const std::size_t at = field.byteOrder == FieldOrder::kLittle ? i : bytes.size() - 1 - i;
     bytes[at] = static_cast<unsigned char>(i < 8 ? value >> (8 * i) : 0);
   }
   return bytes;

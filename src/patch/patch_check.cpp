@@ -33,10 +33,10 @@ std::string checksumName(const ChecksumField& field) {
   return text.str();
 }
 
-const char* orderName(ByteOrder order) {
-  return order == ByteOrder::kLittle ? "little-endian"
-         : order == ByteOrder::kBig  ? "big-endian"
-                                     : "octal text";
+const char* orderName(FieldOrder order) {
+  return order == FieldOrder::kLittle ? "little-endian"
+         : order == FieldOrder::kBig  ? "big-endian"
+                                      : "octal text";
 }
 
 // Ends the run unless every attribute's informative bits are the group's

@@ -38,12 +38,12 @@ struct PlantedSet {
   }
   // Stores in every file the checksum of its bytes [first, end), computed after the earlier
   // plantings.
-  void plant(std::size_t pos, unsigned size, ByteOrder order, std::size_t first, std::size_t end,
+  void plant(std::size_t pos, unsigned size, FieldOrder order, std::size_t first, std::size_t end,
              const std::function<std::uint64_t(const unsigned char*, std::size_t)>& checksum) {
     for (auto& file : files) {
       const std::uint64_t value = checksum(file.data() + first, end - first);
       for (unsigned k = 0; k < size; ++k)
-        file[pos + (order == ByteOrder::kBig ? size - 1 - k : k)] =
+        file[pos + (order == FieldOrder::kBig ? size - 1 - k : k)] =
             static_cast<unsigned char>(value >> (8 * k));
     }
   }
@@ -60,9 +60,9 @@ std::string hex(std::uint64_t value) {
 
 std::string describe(const ChecksumField& f) {
   std::string text = hex(f.firstByte) + "-" + hex(f.lastByte) +
-                     (f.byteOrder == ByteOrder::kBig    ? " be "
-                      : f.byteOrder == ByteOrder::kText ? " text "
-                                                        : " le ");
+                     (f.byteOrder == FieldOrder::kBig    ? " be "
+                      : f.byteOrder == FieldOrder::kText ? " text "
+                                                         : " le ");
   if (f.isCrc)
     text += "crc" + std::to_string(f.crc.width) + " " + hex(f.crc.poly) + " " + hex(f.crc.init) +
             (f.crc.refin ? " in" : " -") + (f.crc.refout ? " out " : " - ") + hex(f.crc.xorout) +
@@ -86,8 +86,8 @@ std::function<std::uint64_t(const unsigned char*, std::size_t)> sum(const SumPar
   return [p](const unsigned char* data, std::size_t size) { return computeSum(p, data, size); };
 }
 
-constexpr auto kLe = ByteOrder::kLittle;
-constexpr auto kBe = ByteOrder::kBig;
+constexpr auto kLe = FieldOrder::kLittle;
+constexpr auto kBe = FieldOrder::kBig;
 
 }  // namespace
 
@@ -153,6 +153,47 @@ TEST(ChecksumFinder, RangesAcrossReads) {
                 "0x13000-0x13003 le 32-bit sum of u32le words of 0x1000-0x12fff",
                 "0x13004-0x13007 be crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC "
                 "of 0x1000-0x13003"}));
+}
+
+// The benchmark's layout at 1 MiB: 4 KiB pages whose first 64 bytes vary, each with its checksum
+// after it (before it for the CRC-16), MiBs of equal bytes apart; then a CRC-32C and an Adler-32
+// over 64 KiB ranges whose changing bytes lie at both ends, farther apart than a range may end
+// past its changing bytes.
+TEST(ChecksumFinder, PagesFarApartAndRangesOverLongStretches) {
+  PlantedSet set(16, 1 << 20);
+  const auto named = [](const std::string& name) {
+    for (const NamedCrc& entry : crcCatalogue())
+      if (entry.name == name) return entry.params;
+    ADD_FAILURE() << name;
+    return CrcParams{};
+  };
+  set.randomize(0x300, 0x310);
+  set.randomize(0x10000, 0x10040);
+  set.plant(0x11000, 4, kLe, 0x10000, 0x11000, crc(named("CRC-32/ISO-HDLC")));
+  set.randomize(0x40002, 0x40042);
+  set.plant(0x40000, 2, kBe, 0x40002, 0x41002, crc(named("CRC-16/IBM-3740")));
+  set.randomize(0x80000, 0x80040);
+  set.plant(0x81000, 4, kBe, 0x80000, 0x81000, sum({SumKind::kAdler32, 32, 1, false}));
+  set.randomize(0xa0000, 0xa0040);
+  set.plant(0xa1000, 2, kLe, 0xa0000, 0xa1000, sum({SumKind::kSum, 16, 1, false}));
+  set.randomize(0xc0000, 0xc0040);
+  set.randomize(0xcffc0, 0xd0000);
+  set.plant(0xd0000, 4, kLe, 0xc0000, 0xd0000, crc(named("CRC-32/ISCSI")));
+  set.randomize(0xe0000, 0xe0040);
+  set.randomize(0xeffc0, 0xf0000);
+  set.plant(0xf0000, 4, kBe, 0xe0000, 0xf0000, sum({SumKind::kAdler32, 32, 1, false}));
+  const ChecksumSearch found = set.search();
+  EXPECT_EQ(describe(found.found),
+            (std::vector<std::string>{
+                "0x11000-0x11003 le crc32 0x4c11db7 0xffffffff in out 0xffffffff CRC-32/ISO-HDLC "
+                "of 0x10000-0x10fff",
+                "0x40000-0x40001 be crc16 0x1021 0xffff - - 0x0 CRC-16/IBM-3740 of 0x40002-0x41001",
+                "0x81000-0x81003 be Adler-32 of 0x80000-0x80fff",
+                "0xa1000-0xa1001 le 16-bit sum of bytes of 0xa0000-0xa0fff",
+                "0xd0000-0xd0003 le crc32 0x1edc6f41 0xffffffff in out 0xffffffff CRC-32/ISCSI of "
+                "0xc0000-0xcffff",
+                "0xf0000-0xf0003 be Adler-32 of 0xe0000-0xeffff"}));
+  EXPECT_TRUE(found.complete);
 }
 
 TEST(ChecksumFinder, PolynomialsOutsideTheCatalogueWithTheirParameters) {

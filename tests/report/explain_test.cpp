@@ -151,7 +151,7 @@ TEST(Explain, PlantedValueCounterTimestampAndText) {
   const json report = json::parse(slurp(sb.path("r.json")));
   const std::string serial = report["attributes"][0]["groups"][0]["value"];
   EXPECT_EQ(section(r.out),
-            "What changes between files: 4 fields (the search was cut short)\n"
+            "What changes between files: 4 fields\n"
             "  0x00000010-0x00000013  value  serial, u32le\n"
             "  0x0000001a-0x00000021  counter, rising with the files' order, u64be\n"
             "  0x00000028-0x0000002b  timestamp  unix-s-le, 2023-11-14 .. 2023-11-19\n"
