@@ -144,6 +144,22 @@ FoundChecksum found(const ChecksumField& c) {
   return out;
 }
 
+}  // namespace
+
+ChecksumField checksumField(const FoundChecksum& c) {
+  ChecksumField out;
+  out.firstByte = c.firstByte, out.lastByte = c.lastByte;
+  out.byteOrder = c.storedAs == StoredAs::kLittle ? FieldOrder::kLittle
+                  : c.storedAs == StoredAs::kBig  ? FieldOrder::kBig
+                                                  : FieldOrder::kText;
+  out.isCrc = c.isCrc, out.crc = c.crc, out.name = c.name, out.sum = c.sum;
+  out.coversFirst = c.coversFirst, out.coversLast = c.coversLast;
+  out.fieldAsZeros = c.fieldAsZeros, out.fieldAsBlanks = c.fieldAsBlanks;
+  return out;
+}
+
+namespace {
+
 const char* commonName(const char* name) {
   const std::string n = name;
   if (n == "CRC-32/ISCSI") return "CRC-32C";

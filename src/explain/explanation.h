@@ -103,6 +103,9 @@ Explanation explainFiles(const ByteSource& source, const std::vector<AttributeVa
 // Attribute names and text values go through `escape` when given.
 std::string describeField(const Explanation& explanation, const ExplainedField& field,
                           std::string (*escape)(const std::string&) = nullptr);
+// The finder's record of a checksum field (what found() copied).
+ChecksumField checksumField(const FoundChecksum& checksum);
+
 // A checksum's parameters and range, without the kind: "CRC-32C, no final
 // XOR, little-endian, of 0x400-0x7fb".
 std::string describeChecksum(const FoundChecksum& checksum);

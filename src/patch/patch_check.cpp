@@ -5,8 +5,6 @@
 #include <sstream>
 
 #include "base/fatal.h"
-#include "explain/data_files_source.h"
-#include "explain/kinds.h"
 #include "patch/checksum_fix.h"
 
 std::string offsetText(std::uint64_t offset) {
@@ -109,17 +107,22 @@ std::vector<ByteRun> unexplainedParts(const std::vector<ByteRun>& changing,
   return parts;
 }
 
-// Unexplained changing bytes in or next to a changed byte that are no
-// counter, timestamp, text or random bytes: a checksum nobody found may
-// hide there (or a serial number, or another attribute's value).
-void warnUnexplained(std::ostream& out, const ByteSource& source,
-                     const std::vector<ByteRun>& changing, const std::vector<ByteRun>& changed,
+// Changing bytes in or next to a changed byte that hold no set bit and no
+// checksum field and that the explanation leaves unexplained (no value,
+// counter, timestamp, text or random bytes): a checksum nobody found may
+// hide there.
+void warnUnexplained(std::ostream& out, const Explanation& explanation,
+                     const std::vector<ByteRun>& changed,
                      const std::vector<ChecksumField>& checksums, const Bytes& set) {
+  std::vector<ByteRun> changing;
+  for (const ExplainedField& field : explanation.fields)
+    if (field.kind == FieldKind::kUnexplained)
+      changing.push_back(ByteRun{field.firstByte, field.lastByte});
   for (const ByteRun& part : unexplainedParts(changing, checksums, set)) {
     const bool touches = std::any_of(changed.begin(), changed.end(), [&](const ByteRun& c) {
       return overlaps(part, c.first == 0 ? 0 : c.first - 1, c.last + 1);
     });
-    if (!touches || classifyRun(source, part).kind != RunKind::kUnexplained) continue;
+    if (!touches) continue;
     out << "warning: bytes " << rangeText(part.first, part.last)
         << " next to a changed byte change between the files and nothing explains them: if "
            "they depend on the changed bytes (a checksum nobody found), the output is wrong\n";
@@ -128,11 +131,12 @@ void warnUnexplained(std::ostream& out, const ByteSource& source,
 
 }  // namespace
 
-void fixAndReport(const DataFiles& files, const Bytes& input, Bytes& file, const Bytes& set,
+void fixAndReport(const Explanation& explanation, const Bytes& input, Bytes& file, const Bytes& set,
                   std::ostream& out) {
-  const DataFilesSource source(files, input.size());
-  const std::vector<ByteRun> changing = changingRuns(source);
-  const ChecksumSearch search = findChecksums(source, changing);
+  ChecksumSearch search;
+  for (const FoundChecksum& found : explanation.checksums)
+    search.found.push_back(checksumField(found));
+  search.complete = explanation.complete;
   const std::vector<std::size_t> order = fixOrder(search.found);
   std::vector<Bytes> before;
   for (const ChecksumField& field : search.found)
@@ -160,7 +164,7 @@ void fixAndReport(const DataFiles& files, const Bytes& input, Bytes& file, const
         << " (" << orderName(field.byteOrder) << ") over "
         << rangeText(field.coversFirst, field.coversLast) << '\n';
   }
-  warnUnexplained(out, source, changing, changed, search.found, set);
+  warnUnexplained(out, explanation, changed, search.found, set);
   if (!search.complete)
     out << "warning: the checksum search was cut short; a checksum may be missed\n";
 }

@@ -9,11 +9,11 @@
 // and new bytes), each checksum recomputed (name or parameters, field,
 // byte order, range), and a warning for each changing run of the project's
 // files that lies in or next to a changed byte and that nothing explains:
-// no checksum field, no informative bit that was set, and not a counter,
-// timestamp, text or random bytes.
+// no checksum field, no informative bit that was set, and left unexplained
+// by the explanation the report gives (explain/explanation.h).
 //
-// Apart from the engine on purpose: it sees the data files through
-// explain/'s ByteSource only.
+// Apart from the engine and the data files on purpose: it sees the files
+// through their explanation only.
 #ifndef OVRELL_PATCH_PATCH_CHECK_H_
 #define OVRELL_PATCH_PATCH_CHECK_H_
 
@@ -22,7 +22,7 @@
 #include <string>
 #include <vector>
 
-#include "base/data_files.h"
+#include "explain/explanation.h"
 
 // An offset as the run prints it: "0x" and at least 8 hex digits.
 std::string offsetText(std::uint64_t offset);
@@ -30,7 +30,7 @@ std::string offsetText(std::uint64_t offset);
 // `set` marks, per byte, the informative bits of the set attributes, which
 // `file` holds as the chosen groups have them. REQUIRES: `input`, `file`
 // and `set` of the data files' length.
-void fixAndReport(const DataFiles& files, const std::vector<unsigned char>& input,
+void fixAndReport(const Explanation& explanation, const std::vector<unsigned char>& input,
                   std::vector<unsigned char>& file, const std::vector<unsigned char>& set,
                   std::ostream& out);
 

@@ -18,6 +18,7 @@
 #include "patch/patch_check.h"
 #include "project/project.h"
 #include "report/attribute_scan.h"
+#include "report/project_explanation.h"
 
 namespace {
 
@@ -144,7 +145,7 @@ void runPatch(Options& options, const PatchOptions& patch) {
   // What changed is printed once the output is in place, never for an
   // output that a failed write took back.
   std::ostringstream report;
-  fixAndReport(files, input, file, set, report);
+  fixAndReport(explainProject(project, files, fileSize, options), input, file, set, report);
   written.write(reinterpret_cast<const char*>(file.data()),
                 static_cast<std::streamsize>(file.size()));
   outputs.commit();

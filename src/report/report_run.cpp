@@ -13,10 +13,10 @@
 #include "base/replaced_outputs.h"
 #include "base/result_files.h"
 #include "engine/ovrell.h"
-#include "explain/data_files_source.h"
 #include "explain/explanation.h"
 #include "project/project.h"
 #include "report/attribute_scan.h"
+#include "report/project_explanation.h"
 #include "report/region_facts.h"
 #include "report/report_writer.h"
 
@@ -63,32 +63,6 @@ void refuseOverwritingInputs(const Options& options, const FileList& files,
   }
 }
 
-// Every attribute of the project file whose value no file leaves empty,
-// with its values in the files' order.
-std::vector<AttributeValues> attributeValues(const Project& project) {
-  std::vector<AttributeValues> attributes;
-  for (const std::string& name : project.attributeNames) {
-    AttributeValues attribute{name, std::vector<std::string>(project.files.size())};
-    std::size_t valued = 0;
-    for (const auto& group : *project.attributeIndex.find(name)->second)
-      for (std::uint32_t file : *group.second) attribute.values[file] = group.first, ++valued;
-    if (valued == project.files.size() &&
-        std::none_of(attribute.values.begin(), attribute.values.end(),
-                     [](const std::string& value) { return value.empty(); }))
-      attributes.push_back(std::move(attribute));
-  }
-  return attributes;
-}
-
-// What changes between the files, in their own offsets, within the memory
-// limit (the explanation is done before the scans take theirs).
-Explanation explain(const Project& project, const DataFiles& files, std::uint64_t fileSize,
-                    const Options& options) {
-  ExplainLimits limits;
-  limits.memory = options.memLimit / 2;
-  return explainFiles(DataFilesSource(files, fileSize), attributeValues(project), limits);
-}
-
 bool colourWanted() { return ::isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr; }
 
 }  // namespace
@@ -118,7 +92,7 @@ void runReport(Options& options, const ReportOptions& report) {
   if (!outputs.toStandardOutput())
     writers.insert(writers.begin(), textWriter(std::cout, report, colourWanted()));
 
-  const Explanation explanation = explain(project, files, run.fileSize, options);
+  const Explanation explanation = explainProject(project, files, run.fileSize, options);
   run.explanation = &explanation;
   run.chunkSize = options.chunkSize;
   AttributeScan scan(engine, files, run.fileSize);
