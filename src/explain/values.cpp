@@ -178,7 +178,8 @@ bool holdsAt(const Window& w, const Encoding& e, std::uint64_t p) {
 }
 
 // The field of `e` at `p`, with its evidence in bits (in `chance` until the candidates are
-// counted): the bytes of the field that change, once per distinct value past the first.
+// counted): the bytes of the field that change, once per distinct value (the first value's
+// bytes are as unlikely to match as the others' where they change).
 ValueField fieldAt(const Window& w, const Encoding& e, std::uint64_t p, std::size_t widest,
                    const std::string& attribute, std::size_t distinct) {
   std::size_t changingBytes = 0;
@@ -188,7 +189,7 @@ ValueField fieldAt(const Window& w, const Encoding& e, std::uint64_t p, std::siz
     });
   ValueField field{p,         p + widest - 1,
                    attribute, e.name,
-                   e.readAs,  8.0 * std::max<std::size_t>(1, changingBytes) * (distinct - 1)};
+                   e.readAs,  8.0 * std::max<std::size_t>(1, changingBytes) * distinct};
   // A right-aligned field reaches over the pads before it that every file has.
   const char pad = e.zeroPadded ? '\0' : e.pad;
   while ((e.pad != '\0' || e.zeroPadded) && field.firstByte > w.first &&
