@@ -53,10 +53,11 @@ elif kind == 'zip':
         rows.append((f'z{i}.zip', ('small', 'large')[i % 2]))
     attribute = 'size'
 elif kind == 'fat':
-    # 1 MiB FAT12 volumes, each with its own serial.
+    # 1 MiB FAT12 volumes, each with its own serial (no label: its entry in
+    # the root directory would hold the time of day).
     for i in range(12):
         serial = rng.getrandbits(32)
-        run('mkfs.fat', '-C', '-F', '12', '-i', f'{serial:08x}', '-n', 'DISK', f'v{i}.img', '1024', env=dict(os.environ, SOURCE_DATE_EPOCH='1700000000'))
+        run('mkfs.fat', '-C', '-F', '12', '-i', f'{serial:08x}', f'v{i}.img', '1024')
         rows.append((f'v{i}.img', str(serial)))
     attribute = 'serial'
 elif kind == 'gzip':
