@@ -51,16 +51,18 @@ bool onlyCopies(const SearchState& search, const CandidateField& field, const Ch
     if (std::any_of(values.begin(), values.end(), [](std::uint64_t v) { return v != 0; }))
       ++words[values];
   };
-  std::vector<std::vector<unsigned char>> bytes(search.files,
-                                                std::vector<unsigned char>(end - first));
-  for (std::size_t file = 0; file < search.files; ++file)
-    search.source.read(file, first, end - first, bytes[file].data());
-  for (std::uint64_t at = first; at < end; at += unit) {
+  // Only the words holding changing bytes: the others change by zero.
+  unsigned char word[4];
+  for (std::uint64_t b = search.nextChanging(first); b < end;) {
+    const std::uint64_t at = first + (b - first) / unit * unit;
     const std::size_t size = std::min<std::uint64_t>(unit, end - at);
+    b = search.nextChanging(at + size);
     if (at < field.pos + field.size && field.pos < at + size) continue;
     std::vector<std::uint64_t> values;
-    for (const auto& file : bytes)
-      values.push_back(readWord(&file[at - first], size, unit, c.sum.bigEndian));
+    for (std::size_t file = 0; file < search.files; ++file) {
+      search.source.read(file, at, size, word);
+      values.push_back(readWord(word, size, unit, c.sum.bigEndian));
+    }
     add(values);
   }
   std::size_t left = 0;
