@@ -52,11 +52,17 @@ bool onlyCopies(const SearchState& search, const CandidateField& field, const Ch
       ++words[values];
   };
   // Only the words holding changing bytes: the others change by zero.
+  const auto nextChanging = [&](std::uint64_t b) {
+    const auto run =
+        std::lower_bound(search.runs.begin(), search.runs.end(), b,
+                         [](const ByteRun& r, std::uint64_t at) { return r.last < at; });
+    return run == search.runs.end() ? end : std::max(run->first, b);
+  };
   unsigned char word[4];
-  for (std::uint64_t b = search.nextChanging(first); b < end;) {
+  for (std::uint64_t b = nextChanging(first); b < end;) {
     const std::uint64_t at = first + (b - first) / unit * unit;
     const std::size_t size = std::min<std::uint64_t>(unit, end - at);
-    b = search.nextChanging(at + size);
+    b = nextChanging(at + size);
     if (at < field.pos + field.size && field.pos < at + size) continue;
     std::vector<std::uint64_t> values;
     for (std::size_t file = 0; file < search.files; ++file) {
@@ -84,7 +90,6 @@ void accept(SearchState& search, const CandidateField& field, const ChecksumCand
             std::uint64_t first, std::uint64_t end) {
   for (std::size_t file = 0; file < search.files; ++file)
     if (search.checksumOf(file, c, first, end, field) != field.values[file]) return;
-  if (onlyCopies(search, field, c, first, end)) return;
   ChecksumField found;
   found.firstByte = field.pos;
   found.lastByte = field.pos + field.size - 1;
@@ -100,6 +105,9 @@ void accept(SearchState& search, const CandidateField& field, const ChecksumCand
   found.candidates = candidatesFor(search, field);
   found.chance =
       std::exp2(std::log2(found.candidates) - field.evidenceBits() * (field.distinct - 1));
+  // Copies are no finding (checked only for findings: a wrong one among too few files to
+  // tell misleads no one, and the check reads the range again).
+  if (found.chance < search.limits.maxChance && onlyCopies(search, field, c, first, end)) return;
   if (found.chance < search.limits.maxChance) {
     // A sum of no more bytes than its field is a copy of other bytes, and a CRC with an
     // unusual initial value may be one around its field: a likelier one may still be found.
