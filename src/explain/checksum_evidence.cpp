@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <map>
 #include <tuple>
 
 namespace {
@@ -31,6 +32,58 @@ bool conflict(const ChecksumField& x, const ChecksumField& y) {
   return (x.firstByte <= y.lastByte && y.firstByte <= x.lastByte) || (covers(x, y) && covers(y, x));
 }
 
+// Whether a sum or XOR of [first, end) holds only because bytes repeat. The words of the range
+// that change (outside the field) are taken as their change from the first file in every file
+// (a difference for sums, an XOR for XORs: CRCs of equal-length data seeded alike differ by a
+// constant; an XOR of words is taken byte by byte); equal ones cancel in pairs under XOR, and under
+// a sum add up to a multiple of one. An XOR whose words, the field's with them, all cancel, and a
+// sum of one changing word (or of copies of one), is a copy of other bytes, not their checksum.
+bool onlyCopies(const SearchState& search, const CandidateField& field, const ChecksumCandidate& c,
+                std::uint64_t first, std::uint64_t end) {
+  if (c.isCrc || (c.sum.kind != SumKind::kSum && c.sum.kind != SumKind::kXor)) return false;
+  const bool isXor = c.sum.kind == SumKind::kXor;
+  const unsigned unit = isXor ? 1 : c.sum.unit;  // an XOR of words is one of bytes in lanes
+  const std::uint64_t mask = unit == 4 ? 0xffffffffu : (1u << (8 * unit)) - 1;
+  std::map<std::vector<std::uint64_t>, std::size_t> words;  // changes in every file -> count
+  const auto add = [&](std::vector<std::uint64_t> values) {
+    for (std::size_t file = values.size(); file-- > 0;)
+      values[file] = isXor ? values[file] ^ values[0] : (values[file] - values[0]) & mask;
+    if (std::any_of(values.begin(), values.end(), [](std::uint64_t v) { return v != 0; }))
+      ++words[values];
+  };
+  // Only the words holding changing bytes: the others change by zero.
+  const auto nextChanging = [&](std::uint64_t b) {
+    const auto run =
+        std::lower_bound(search.runs.begin(), search.runs.end(), b,
+                         [](const ByteRun& r, std::uint64_t at) { return r.last < at; });
+    return run == search.runs.end() ? end : std::max(run->first, b);
+  };
+  unsigned char word[4];
+  for (std::uint64_t b = nextChanging(first); b < end;) {
+    const std::uint64_t at = first + (b - first) / unit * unit;
+    const std::size_t size = std::min<std::uint64_t>(unit, end - at);
+    b = nextChanging(at + size);
+    if (at < field.pos + field.size && field.pos < at + size) continue;
+    std::vector<std::uint64_t> values;
+    for (std::size_t file = 0; file < search.files; ++file) {
+      search.source.read(file, at, size, word);
+      values.push_back(readWord(word, size, unit, c.sum.bigEndian));
+    }
+    add(values);
+  }
+  std::size_t left = 0;
+  if (isXor) {
+    for (unsigned k = 0; k < field.size; ++k) {
+      std::vector<std::uint64_t> values;
+      for (std::uint64_t v : field.values) values.push_back(v >> (8 * k) & 0xff);
+      add(values);
+    }
+    for (const auto& entry : words) left += entry.second % 2;
+    return left == 0;
+  }
+  return words.size() <= 1;
+}
+
 }  // namespace
 
 void accept(SearchState& search, const CandidateField& field, const ChecksumCandidate& c,
@@ -52,6 +105,9 @@ void accept(SearchState& search, const CandidateField& field, const ChecksumCand
   found.candidates = candidatesFor(search, field);
   found.chance =
       std::exp2(std::log2(found.candidates) - field.evidenceBits() * (field.distinct - 1));
+  // Copies are no finding (checked only for findings: a wrong one among too few files to
+  // tell misleads no one, and the check reads the range again).
+  if (found.chance < search.limits.maxChance && onlyCopies(search, field, c, first, end)) return;
   if (found.chance < search.limits.maxChance) {
     // A sum of no more bytes than its field is a copy of other bytes, and a CRC with an
     // unusual initial value may be one around its field: a likelier one may still be found.

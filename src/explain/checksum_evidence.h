@@ -8,6 +8,10 @@
 // (a zip's central directory copies its local headers' CRCs), and a CRC
 // whose initial value is neither zero nor all ones may be one around its
 // field; at or above the limit, it is listed as too few files to tell.
+// A sum or XOR that holds only because bytes repeat is no finding: an XOR
+// whose changing bytes (the field's with them) cancel in pairs, each taken
+// as its change from the first file (CRCs of equal-length data seeded alike
+// differ by a constant), or a sum of one changing word or copies of one.
 //
 // Of the findings, one explanation per byte is kept: named CRCs, then CRCs
 // with the initial values formats use, then wider fields, then sums with

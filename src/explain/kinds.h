@@ -7,9 +7,8 @@
 //   given, the first that fits) or with the files' order. A rising time is
 //   a counter.
 // - timestamp (timestamps.h): Unix seconds or milliseconds, FAT/DOS date
-//   and time, ASCII dates and Unix seconds as text, between 1980 and 2100.
-//   The spread is weak evidence when the top bytes are the same in every
-//   file: a label, not a value claim.
+//   and time, ASCII dates and Unix seconds as text, between 1980 and 2100,
+//   clustered in the bytes that change (timestamps.h).
 // - text (text_runs.h): printable ASCII in every file.
 // - random (entropy.h): at least 16 bytes that look uniformly random.
 // - unexplained: none of these.

@@ -20,21 +20,40 @@ std::int64_t dosSeconds(std::uint32_t value) {
   return unixSeconds(static_cast<int>(year), month, day, hour, minute, second);
 }
 
-// Times in range and close together, each random one landing there with `perFile`.
-bool timestamps(const std::vector<std::int64_t>& seconds, double perFile, RunClass& out) {
+// Times in range and close together.
+bool timestamps(const std::vector<std::int64_t>& seconds, RunClass& out) {
   const auto [lo, hi] = std::minmax_element(seconds.begin(), seconds.end());
   if (*lo < k1980 || *hi >= k2100 || *hi - *lo > kTenYears) return false;
-  if (std::pow(perFile, static_cast<double>(seconds.size() - 1)) >= kMaxChance) return false;
   out.kind = RunKind::kTimestamp;
   out.earliest = *lo;
   out.latest = *hi;
   return true;
 }
 
+// Whether integers whose low `changing` bytes change cluster as times do: their spread is
+// small beside what random bytes there would give (the chance of landing in it, per distinct
+// value past the first, below one in a million), with no gap wider than half of it between
+// them (two clusters are two values of another field above random bytes). A run of one
+// byte is no evidence: the bytes above it are the same everywhere and read as any time.
+bool clustered(std::vector<std::uint64_t> values, std::uint64_t changing) {
+  if (changing < 2) return false;
+  std::sort(values.begin(), values.end());
+  values.erase(std::unique(values.begin(), values.end()), values.end());
+  if (values.size() < 2) return false;
+  const double spread = static_cast<double>(values.back() - values.front());
+  const double room = std::ldexp(1.0, 8 * static_cast<int>(std::min<std::uint64_t>(changing, 8)));
+  if (std::pow(std::min(1.0, (spread + 1) / room), static_cast<double>(values.size() - 1)) * 8 >=
+      kMaxChance)
+    return false;
+  for (std::size_t i = 1; values.size() >= 3 && i < values.size(); ++i)
+    if (static_cast<double>(values[i] - values[i - 1]) > spread / 2) return false;
+  return true;
+}
+
 // The readings of one integer covering the run as a time; keeps the best in `best`.
 void readTimes(const std::vector<std::uint64_t>& values, unsigned width, bool big, std::uint64_t p,
-               RunClass& best) {
-  const double range = std::ldexp(1.0, 8 * static_cast<int>(width));
+               std::uint64_t changing, RunClass& best) {
+  if (!clustered(values, changing)) return;
   const std::string order = big ? "be" : "le";
   std::vector<std::int64_t> seconds(values.begin(), values.end()), millis, dos;
   for (std::uint64_t v : values) {
@@ -45,10 +64,9 @@ void readTimes(const std::vector<std::uint64_t>& values, unsigned width, bool bi
       {&seconds, "unix-s-" + order},
       {width == 8 ? &millis : nullptr, "unix-ms-" + order},
       {width == 4 && !big ? &dos : nullptr, "dos"}};
-  const double perFile[] = {kTenYears / range, kTenYears * 1000.0 / range, 10.0 / 128 * 0.5};
   for (int r = 0; r < 3; ++r) {
     RunClass c;
-    if (!readings[r].first || !timestamps(*readings[r].first, perFile[r], c)) continue;
+    if (!readings[r].first || !timestamps(*readings[r].first, c)) continue;
     const bool isDos = r == 2, bestDos = best.encoding == "dos";
     if (best.kind == RunKind::kTimestamp &&
         (bestDos > isDos ||
@@ -197,7 +215,10 @@ bool unixText(const RunWindow& w, RunClass& out) {
     }
     seconds.push_back(value);
   }
-  if (!timestamps(seconds, kTenYears / std::pow(double(base), double(count)), out)) return false;
+  if (std::pow(kTenYears / std::pow(double(base), double(count)),
+               static_cast<double>(seconds.size() - 1)) >= kMaxChance ||
+      !timestamps(seconds, out))
+    return false;
   out.encoding = base == 8 ? "ascii-oct-unix" : "ascii-dec-unix";
   out.firstByte = first;
   out.lastByte = last;
@@ -257,7 +278,7 @@ bool findBinaryTimestamp(const RunWindow& w, RunClass& out) {
     forEachCover(w, width, [&](std::uint64_t p, bool big, const auto& values) {
       // Times change in their low bytes: the run ends the field on that side.
       if (big ? p + width - 1 != w.run.last : p != w.run.first) return false;
-      readTimes(values, width, big, p, best);
+      readTimes(values, width, big, p, w.length(), best);
       return false;
     });
   if (best.kind != RunKind::kTimestamp) return false;

@@ -6,9 +6,12 @@
 //   seconds (4 or 8 bytes) or milliseconds (8 bytes), either byte order, the
 //   run at the field's low end; or a FAT/DOS date and time (4 bytes: time
 //   then date, little-endian), preferred when it fits. Of several readings
-//   the narrowest spread wins (times cluster). A reading counts when the
-//   chance of a random value landing in ten years, per file past the first,
-//   is below one in a million.
+//   the narrowest spread wins (times cluster). The evidence is in the bytes
+//   that change, at least two: the values cluster (random bytes there would
+//   land in their spread, per distinct value past the first, with chance
+//   below one in a million) with no gap wider than half the spread between
+//   them (two clusters are another field's two values over random bytes).
+//   Bytes the same in every file read as any time and prove nothing.
 // - ASCII text covering a run of at most 24 printable bytes: a date, with or
 //   without a time, in one of the formats below, its fields in range in
 //   every file (encoding "ascii:" then the format); or Unix seconds as

@@ -79,19 +79,22 @@ void addBcdEncodings(const std::vector<std::int64_t>& numbers, int priority,
 
 std::string text(std::int64_t value, const char* format) {
   char buffer[32];
-  std::snprintf(buffer, sizeof buffer, format, static_cast<long long>(value));
+  std::snprintf(buffer, sizeof buffer, format, static_cast<unsigned long long>(value));
   return buffer;
 }
 
 void addIntegerEncodings(const std::vector<std::int64_t>& numbers, const std::string& readAs,
                          int priority, std::vector<Encoding>& out) {
-  const bool isSigned = std::any_of(numbers.begin(), numbers.end(), [](auto v) { return v < 0; });
+  // Hexadecimal is unsigned: past 2^63 it wraps to a negative number, a u64 still.
+  const bool hex = readAs == "hex";
+  const bool isSigned =
+      !hex && std::any_of(numbers.begin(), numbers.end(), [](auto v) { return v < 0; });
   const bool needs8 =
       !std::all_of(numbers.begin(), numbers.end(), [&](auto v) { return fits(v, 4, isSigned); });
   for (unsigned width : {8u, 4u, 2u, 1u}) {
     if ((width == 8) != needs8 && width == 8) continue;
     if (!std::all_of(numbers.begin(), numbers.end(),
-                     [&](auto v) { return fits(v, width, isSigned); }))
+                     [&](auto v) { return fits(v, width, isSigned) || (hex && width == 8); }))
       continue;
     for (bool big : {false, true}) {
       if (width == 1 && big) continue;
@@ -111,7 +114,7 @@ void addIntegerEncodings(const std::vector<std::int64_t>& numbers, const std::st
   if (isSigned) return;
   if (readAs == "decimal") addBcdEncodings(numbers, priority + 5, out);
   const std::pair<const char*, const char*> texts[] = {
-      {"ascii-dec", "%lld"}, {"ascii-hex", "%llx"}, {"ascii-hex", "%llX"}, {"ascii-oct", "%llo"}};
+      {"ascii-dec", "%llu"}, {"ascii-hex", "%llx"}, {"ascii-hex", "%llX"}, {"ascii-oct", "%llo"}};
   for (const auto& [name, format] : texts) {
     std::vector<std::string> written;
     std::size_t widest = 0;
@@ -178,7 +181,8 @@ bool holdsAt(const Window& w, const Encoding& e, std::uint64_t p) {
 }
 
 // The field of `e` at `p`, with its evidence in bits (in `chance` until the candidates are
-// counted): the bytes of the field that change, once per distinct value past the first.
+// counted): the bytes of the field that change, once per distinct value (the first value's
+// bytes are as unlikely to match as the others' where they change).
 ValueField fieldAt(const Window& w, const Encoding& e, std::uint64_t p, std::size_t widest,
                    const std::string& attribute, std::size_t distinct) {
   std::size_t changingBytes = 0;
@@ -188,7 +192,7 @@ ValueField fieldAt(const Window& w, const Encoding& e, std::uint64_t p, std::siz
     });
   ValueField field{p,         p + widest - 1,
                    attribute, e.name,
-                   e.readAs,  8.0 * std::max<std::size_t>(1, changingBytes) * (distinct - 1)};
+                   e.readAs,  8.0 * std::max<std::size_t>(1, changingBytes) * distinct};
   // A right-aligned field reaches over the pads before it that every file has.
   const char pad = e.zeroPadded ? '\0' : e.pad;
   while ((e.pad != '\0' || e.zeroPadded) && field.firstByte > w.first &&

@@ -16,7 +16,8 @@
 //
 // Evidence: a field matches every file byte for byte and is returned only
 // when a wrong field would match by chance with probability below
-// `maxChance`, counting the positions and encodings tried.
+// `maxChance`, counting the positions and encodings tried: 2^-8 per byte of
+// the field that changes, per distinct value.
 //
 // Pure: reads through the ByteSource, prints nothing.
 #ifndef OVRELL_EXPLAIN_VALUES_H_
