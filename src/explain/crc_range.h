@@ -6,7 +6,9 @@
 // XOR of all ones or zero; stepping back from `b` over file 0's bytes, the
 // first start at or before `s` where the register equals that initial value
 // wins. When none fits within the stretch of equal bytes before `s` (at most
-// `maxStretch` bytes), the widest range and its own initial value are given.
+// `maxStretch` bytes), the widest range and its own initial value are given,
+// except for 8-bit CRCs, which are then not claimed (with an initial value
+// of their own they fit relations that hold because bytes repeat).
 //
 // A CRC around its field (crc_around.h) reads the field as zeros here too.
 #ifndef OVRELL_EXPLAIN_CRC_RANGE_H_

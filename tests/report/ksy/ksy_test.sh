@@ -42,12 +42,11 @@ PY
 }
 
 # 1. The example data set: the models' and regions' bits, the CRC-32 at
-# 0xfc described as such, the timestamp as u4le.
+# 0xfc described as such.
 check example "$source/examples/project.txt" project
 grep -q '^  - id: checksum_0xfc$' example.ksy || fail "example: no checksum at 0xfc"
 grep -A9 'checksum_0xfc' example.ksy | grep -q 'covers: \[0x0, 0xfb\]' ||
   fail "example: the checksum's range"
-grep -A1 'timestamp_0x13' example.ksy | grep -q 'type: u4le' || fail "example: the timestamp"
 
 # 2. ext4 images labelled alpha, beta and gamma, each with its own UUID.
 python3 -c 'import random, uuid; random.seed(7)
