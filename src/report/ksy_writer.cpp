@@ -39,6 +39,9 @@ constexpr std::uint64_t kContentsBytes = 64;
 // Fields up to this many bits get an enum: wider values lose precision as
 // numbers in some of the languages Kaitai compiles to.
 constexpr std::uint64_t kEnumBits = 52;
+// The widest bit-sized field every runtime reads (JavaScript's reads at
+// most 32 bits); wider fields that are not whole bytes are raw bytes.
+constexpr std::uint64_t kBitFieldBits = 32;
 
 const std::set<std::string>& keywords() {
   static const std::set<std::string> words = {
@@ -337,8 +340,9 @@ class KsyWriter : public ReportWriter {
                             bits = span.last - span.first + 1;
         const std::string id = "at_" + hex(byte) + (skip ? "_b" + std::to_string(skip) : "");
         const bool whole = skip == 0 && (bits == 8 || bits == 16 || bits == 32 || bits == 64);
-        if (part == kTypes && (whole || bits > 64)) return true;
-        if (part == kEnums && bits > kEnumBits) return true;
+        const bool raw = bits > 64 || (!whole && bits > kBitFieldBits);
+        if (part == kTypes && (whole || raw)) return true;
+        if (part == kEnums && (bits > kEnumBits || raw)) return true;
         if (first)
           add(part == kInstances ? "    instances:\n"
               : part == kTypes   ? "    types:\n"
@@ -362,7 +366,7 @@ class KsyWriter : public ReportWriter {
     const std::uint64_t byte = span.first / 8, skip = span.first % 8,
                         bits = span.last - span.first + 1;
     add("      ").add(id).add(":\n        pos: ").add(hex(byte));
-    if (bits > 64)
+    if (bits > 64 || (!whole && bits > kBitFieldBits))
       add("\n        size: ").number(span.last / 8 - byte + 1);
     else if (whole)
       add("\n        type: u").number(bits / 8).add(bits > 8 ? "be" : "");

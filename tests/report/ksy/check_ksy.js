@@ -95,8 +95,11 @@ async function main() {
       const own = values[attr['-ovrell-attribute']];
       if (attr['-ovrell-kind'] === 'value' && attr['-ovrell-encoding'] === 'text')
         check(value.replace(/\0+$/, '') === own, `${file}: ${value}`);
+      const encoding = attr['-ovrell-encoding'] || '';
+      const radix = encoding.startsWith('ascii-oct') ? 8 : encoding.startsWith('ascii-hex') ? 16 : 10;
+      const number = typeof value === 'string' ? parseInt(value.replace(/[\0 ]/g, ''), radix) : value;
       if (attr['-ovrell-kind'] === 'value' && attr['-ovrell-read-as'] === 'decimal' && attr.type)
-        check(value === Number(own), `${file}: ${attr.id} reads ${value}`);
+        check(number === Number(own), `${file}: ${attr.id} reads ${value}`);
       at += size;
     }
     for (const [id, instance] of instances) {
