@@ -23,7 +23,14 @@ say). For each attribute, ovrell prints the bit mask of the positions
 where all files of each value group agree, optionally without the bits
 that are the same in all files, and the shortest stretches of bits that
 tell the groups apart. The files are read in blocks within a memory
-limit, so they may be larger than memory.")
+limit, so they may be larger than memory.
+.
+ovrell-report says which bytes encode each attribute and what the bytes
+that change between files are: checksums with their ranges and
+parameters, each file's own values, counters, times, text and random
+bytes; as a table, JSON, a picture and a Kaitai Struct description.
+ovrell-patch turns a file into another group's variant and recomputes
+every checksum found.")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
