@@ -132,34 +132,6 @@ void classifyPiece(const ByteSource& source, std::uint64_t first, std::uint64_t 
   }
 }
 
-FoundChecksum found(const ChecksumField& c) {
-  FoundChecksum out;
-  out.firstByte = c.firstByte, out.lastByte = c.lastByte;
-  out.storedAs = c.byteOrder == FieldOrder::kLittle ? StoredAs::kLittle
-                 : c.byteOrder == FieldOrder::kBig  ? StoredAs::kBig
-                                                    : StoredAs::kOctalText;
-  out.isCrc = c.isCrc, out.crc = c.crc, out.name = c.name, out.sum = c.sum;
-  out.coversFirst = c.coversFirst, out.coversLast = c.coversLast;
-  out.fieldAsZeros = c.fieldAsZeros, out.fieldAsBlanks = c.fieldAsBlanks;
-  return out;
-}
-
-}  // namespace
-
-ChecksumField checksumField(const FoundChecksum& c) {
-  ChecksumField out;
-  out.firstByte = c.firstByte, out.lastByte = c.lastByte;
-  out.byteOrder = c.storedAs == StoredAs::kLittle ? FieldOrder::kLittle
-                  : c.storedAs == StoredAs::kBig  ? FieldOrder::kBig
-                                                  : FieldOrder::kText;
-  out.isCrc = c.isCrc, out.crc = c.crc, out.name = c.name, out.sum = c.sum;
-  out.coversFirst = c.coversFirst, out.coversLast = c.coversLast;
-  out.fieldAsZeros = c.fieldAsZeros, out.fieldAsBlanks = c.fieldAsBlanks;
-  return out;
-}
-
-namespace {
-
 const char* commonName(const char* name) {
   const std::string n = name;
   if (n == "CRC-32/ISCSI") return "CRC-32C";
@@ -207,15 +179,15 @@ Explanation explainFiles(const ByteSource& source, const std::vector<AttributeVa
 
   const ChecksumSearch search = findChecksums(source, runs, limits.checksums);
   out.complete = out.complete && search.complete;
-  for (const ChecksumField& c : search.found) out.checksums.push_back(found(c));
+  for (const ChecksumField& c : search.found) out.checksums.push_back(c);
   // One candidate per field, none where a checksum was found.
   for (const ChecksumField& c : search.tooFewFiles) {
-    const auto same = [&](const FoundChecksum& f) {
+    const auto same = [&](const ChecksumField& f) {
       return f.firstByte <= c.lastByte && c.firstByte <= f.lastByte;
     };
     if (std::none_of(out.checksums.begin(), out.checksums.end(), same) &&
         std::none_of(out.tooFewFiles.begin(), out.tooFewFiles.end(), same))
-      out.tooFewFiles.push_back(found(c));
+      out.tooFewFiles.push_back(c);
   }
   std::sort(out.tooFewFiles.begin(), out.tooFewFiles.end(),
             [](const auto& a, const auto& b) { return a.firstByte < b.firstByte; });
@@ -287,12 +259,12 @@ std::string utcDate(std::int64_t seconds) {
   return text;
 }
 
-std::string describeChecksum(const FoundChecksum& c) {
+std::string describeChecksum(const ChecksumField& c) {
   std::string text = c.isCrc ? crcLabel(c.crc, c.name) : sumName(c.sum);
-  if (c.storedAs == StoredAs::kOctalText)
+  if (c.byteOrder == FieldOrder::kText)
     text += ", octal text";
   else if (c.lastByte > c.firstByte)
-    text += c.storedAs == StoredAs::kLittle ? ", little-endian" : ", big-endian";
+    text += c.byteOrder == FieldOrder::kLittle ? ", little-endian" : ", big-endian";
   text += ", of " + hex(c.coversFirst) + "-" + hex(c.coversLast);
   if (c.fieldAsZeros) text += ", the field read as zeros";
   if (c.fieldAsBlanks) text += ", the field read as blanks";

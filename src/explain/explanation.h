@@ -48,23 +48,6 @@ constexpr int kFieldKinds = 7;
 // "checksum", "value", "counter", "timestamp", "text", "random", "unexplained".
 const char* fieldKindName(FieldKind kind);
 
-// A checksum field as checksum_finder.h finds it (see ChecksumField there),
-// copied so that the report's writers need only this header.
-enum class StoredAs : unsigned char { kLittle, kBig, kOctalText };
-struct FoundChecksum {
-  std::uint64_t firstByte = 0;  // the field, inclusive
-  std::uint64_t lastByte = 0;
-  StoredAs storedAs = StoredAs::kLittle;
-  bool isCrc = false;
-  CrcParams crc;                  // when isCrc
-  const char* name = nullptr;     // the catalogue's name of the CRC, or nullptr
-  SumParams sum;                  // when not isCrc
-  std::uint64_t coversFirst = 0;  // the range, inclusive
-  std::uint64_t coversLast = 0;
-  bool fieldAsZeros = false;   // the range holds the field, read as zeros
-  bool fieldAsBlanks = false;  // ... read as blanks
-};
-
 struct ExplainedField {
   std::uint64_t firstByte = 0;  // inclusive
   std::uint64_t lastByte = 0;
@@ -76,13 +59,13 @@ struct ExplainedField {
 
 struct Explanation {
   std::vector<ExplainedField> fields;
-  std::vector<FoundChecksum> checksums;
+  std::vector<ChecksumField> checksums;
   std::vector<ValueField> values;
   std::vector<RunClass> classes;
   std::vector<std::vector<std::string>> texts;  // a few distinct values, in file order
   // Checksums that held in every file but could be chance with so few
   // files: one candidate per field, ascending, none where one was found.
-  std::vector<FoundChecksum> tooFewFiles;
+  std::vector<ChecksumField> tooFewFiles;
   bool complete = true;  // false when a limit cut the search short
 };
 
@@ -103,12 +86,9 @@ Explanation explainFiles(const ByteSource& source, const std::vector<AttributeVa
 // Attribute names and text values go through `escape` when given.
 std::string describeField(const Explanation& explanation, const ExplainedField& field,
                           std::string (*escape)(const std::string&) = nullptr);
-// The finder's record of a checksum field (what found() copied).
-ChecksumField checksumField(const FoundChecksum& checksum);
-
 // A checksum's parameters and range, without the kind: "CRC-32C, no final
 // XOR, little-endian, of 0x400-0x7fb".
-std::string describeChecksum(const FoundChecksum& checksum);
+std::string describeChecksum(const ChecksumField& checksum);
 // The UTC date of Unix seconds: "2023-11-14".
 std::string utcDate(std::int64_t seconds);
 

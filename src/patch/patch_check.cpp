@@ -134,8 +134,7 @@ void warnUnexplained(std::ostream& out, const Explanation& explanation,
 void fixAndReport(const Explanation& explanation, const Bytes& input, Bytes& file, const Bytes& set,
                   std::ostream& out) {
   ChecksumSearch search;
-  for (const FoundChecksum& found : explanation.checksums)
-    search.found.push_back(checksumField(found));
+  search.found = explanation.checksums;
   search.complete = explanation.complete;
   const std::vector<std::size_t> order = fixOrder(search.found);
   std::vector<Bytes> before;

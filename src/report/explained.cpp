@@ -16,11 +16,11 @@ std::uint64_t fileOffset(const ReportRun& run, std::uint64_t offset) {
 
 }  // namespace
 
-const FoundChecksum* checksumHolding(const ReportRun& run, std::uint64_t first,
+const ChecksumField* checksumHolding(const ReportRun& run, std::uint64_t first,
                                      std::uint64_t last) {
   if (run.explanation == nullptr) return nullptr;
-  const std::vector<FoundChecksum>& checksums = run.explanation->checksums;
-  const FoundChecksum* holder = nullptr;
+  const std::vector<ChecksumField>& checksums = run.explanation->checksums;
+  const ChecksumField* holder = nullptr;
   for (std::uint64_t offset = first; offset <= last; ++offset) {
     const std::uint64_t at = fileOffset(run, offset);
     const auto it =

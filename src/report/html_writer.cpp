@@ -149,7 +149,7 @@ class HtmlWriter : public ReportWriter {
            << e.fields[f].lastByte - e.fields[f].firstByte + 1
            << "</td><td><span class=\"swatch\" style=\"background:" << kindColour(e.fields[f].kind)
            << "\"></span> " << escaped(describeField(e, e.fields[f])) << "</td></tr>\n";
-    for (const FoundChecksum& c : e.tooFewFiles)
+    for (const ChecksumField& c : e.tooFewFiles)
       out_ << "<tr><td>" << hexOffset(c.firstByte) << "-" << hexOffset(c.lastByte) << "</td><td>"
            << c.lastByte - c.firstByte + 1 << "</td><td>checksum? " << escaped(describeChecksum(c))
            << " (held in every file; too few files to tell)</td></tr>\n";
@@ -261,7 +261,7 @@ class HtmlWriter : public ReportWriter {
 
   // "from checksum at 0x...-0x..." for a field inside a checksum field.
   std::string checksumNote(const Span& field) const {
-    const FoundChecksum* c = checksumHolding(run_, field.first / 8, field.last / 8);
+    const ChecksumField* c = checksumHolding(run_, field.first / 8, field.last / 8);
     return c == nullptr
                ? ""
                : "from checksum at " + hexOffset(c->firstByte) + "-" + hexOffset(c->lastByte);

@@ -169,7 +169,7 @@ class JsonWriter : public ReportWriter {
     add("],\n \"explained_complete\": ").add(e.complete ? "true" : "false");
     add(",\n \"too_few_files\": [");
     for (std::size_t i = 0; i < e.tooFewFiles.size(); ++i) {
-      const FoundChecksum& c = e.tooFewFiles[i];
+      const ChecksumField& c = e.tooFewFiles[i];
       add(i ? ",\n  " : "\n  ").range("", c.firstByte, c.lastByte).add(", \"kind\": \"checksum\"");
       checksum(c);
       add(", \"description\": ").add(jsonString(describeChecksum(c))).add("}");
@@ -177,7 +177,7 @@ class JsonWriter : public ReportWriter {
     add("]");
   }
 
-  void checksum(const FoundChecksum& c) {
+  void checksum(const ChecksumField& c) {
     const SumParams& sum = c.sum;
     const unsigned width = c.isCrc ? c.crc.width
                            : sum.kind == SumKind::kAdler32 || sum.kind == SumKind::kFletcher32 ? 32
@@ -185,7 +185,9 @@ class JsonWriter : public ReportWriter {
                                                               : sum.width;
     add(", \"algorithm\": \"").add(c.isCrc ? "crc" : sumAlgorithm(sum.kind)).add("\"");
     add(", \"width\": ").number(width).add(", \"byte_order\": \"");
-    add(c.storedAs == StoredAs::kLittle ? "little" : c.storedAs == StoredAs::kBig ? "big" : "text");
+    add(c.byteOrder == FieldOrder::kLittle ? "little"
+        : c.byteOrder == FieldOrder::kBig  ? "big"
+                                           : "text");
     add("\"");
     if (c.isCrc) {
       add(", \"crc\": {\"poly\": \"")

@@ -147,11 +147,11 @@ std::string integerType(const std::string& encoding, std::uint64_t bytes) {
   return (encoding[0] == 'u' ? "u" : "s") + std::to_string(bytes) + suffix;
 }
 
-std::string checksumAlgorithm(const FoundChecksum& c) {
+std::string checksumAlgorithm(const ChecksumField& c) {
   return c.isCrc ? "crc" : sumAlgorithm(c.sum.kind);
 }
 
-unsigned checksumWidth(const FoundChecksum& c) {
+unsigned checksumWidth(const ChecksumField& c) {
   if (c.isCrc) return c.crc.width;
   if (c.sum.kind == SumKind::kAdler32 || c.sum.kind == SumKind::kFletcher32) return 32;
   return c.sum.kind == SumKind::kFletcher16 ? 16 : c.sum.width;
@@ -266,14 +266,14 @@ class KsyWriter : public ReportWriter {
     add("  - id: ").add(root_.unique(fieldKindName(field.kind) + ("_" + hex(field.firstByte))));
     std::string type, encoding, text;
     if (field.kind == FieldKind::kChecksum) {
-      const FoundChecksum& c = e.checksums[field.record];
-      if (c.storedAs == StoredAs::kOctalText)
+      const ChecksumField& c = e.checksums[field.record];
+      if (c.byteOrder == FieldOrder::kText)
         text = "ASCII";
       else if (size == 1 || size == 2 || size == 4 || size == 8)
         type = "u" + std::to_string(size) +
-               (size == 1                         ? ""
-                : c.storedAs == StoredAs::kLittle ? "le"
-                                                  : "be");
+               (size == 1                            ? ""
+                : c.byteOrder == FieldOrder::kLittle ? "le"
+                                                     : "be");
     } else if (field.kind == FieldKind::kValue) {
       encoding = e.values[field.record].encoding;
       type = integerType(encoding, size);
@@ -302,11 +302,13 @@ class KsyWriter : public ReportWriter {
     add("\n");
   }
 
-  void checksum(const FoundChecksum& c) {
+  void checksum(const ChecksumField& c) {
     add("\n    -ovrell-checksum:\n      algorithm: ").add(checksumAlgorithm(c));
     if (c.isCrc && c.name != nullptr) add("\n      name: ").add(quoted(c.name));
     add("\n      width: ").number(checksumWidth(c)).add("\n      byte_order: ");
-    add(c.storedAs == StoredAs::kLittle ? "little" : c.storedAs == StoredAs::kBig ? "big" : "text");
+    add(c.byteOrder == FieldOrder::kLittle ? "little"
+        : c.byteOrder == FieldOrder::kBig  ? "big"
+                                           : "text");
     add("\n      covers: [").add(hex(c.coversFirst)).add(", ").add(hex(c.coversLast)).add("]");
     if (c.fieldAsZeros || c.fieldAsBlanks)
       add("\n      field_read_as: ").add(c.fieldAsZeros ? "zeros" : "blanks");
@@ -380,7 +382,7 @@ class KsyWriter : public ReportWriter {
     add("\n        doc: ")
         .add(quoted("Bits " + std::to_string(skip) + " to " + std::to_string(skip + bits - 1) +
                     " from byte " + hex(byte) + " on, bit 0 the highest of its byte."));
-    const FoundChecksum* holder = checksumHolding(run_, byte, span.last / 8);
+    const ChecksumField* holder = checksumHolding(run_, byte, span.last / 8);
     if (holder != nullptr) add("\n        -ovrell-from-checksum: ").add(hex(holder->firstByte));
     add("\n");
   }

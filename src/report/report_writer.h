@@ -61,7 +61,7 @@ std::string jsonEscaped(const std::string& text, bool forTerminal = false);
 // The checksum field of the explanation that holds every byte of the
 // findings' bytes first..last (offsets as the scan saw them), or nullptr:
 // informative bits there come from the checksum.
-const FoundChecksum* checksumHolding(const ReportRun& run, std::uint64_t first, std::uint64_t last);
+const ChecksumField* checksumHolding(const ReportRun& run, std::uint64_t first, std::uint64_t last);
 // The colour of a kind of explained field, the same in the picture (CSS)
 // and on the terminal (an ANSI code).
 const char* kindColour(FieldKind kind);

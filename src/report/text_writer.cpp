@@ -228,7 +228,7 @@ class TextWriter : public ReportWriter {
   // A region inside a checksum field is not listed as the attribute's:
   // a line "from checksum at 0x7fc-0x7ff: 3 bits" goes to `lines` instead.
   bool checksumRegion(Findings& f, const Span& region, std::string& lines) {
-    const FoundChecksum* checksum = checksumHolding(run_, region.first, region.last);
+    const ChecksumField* checksum = checksumHolding(run_, region.first, region.last);
     if (checksum == nullptr) return false;
     unsigned bits = 0;
     for (std::uint64_t p = region.from; p <= region.to; ++p)
