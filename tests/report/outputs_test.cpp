@@ -72,6 +72,9 @@ TEST(ReportOutputs, LinksAndStandardOutputAreWrittenThroughNeverReplaced) {
           << option << " " << name;
     }
   EXPECT_EQ(shell(sb, "readlink stdout"), "/proc/self/fd/1\n");
+  // Another device is opened for writing and written, never replaced.
+  const Outcome device = run(sb, REPORT_BINARY, {"-p", "p.txt", "--json", "/dev/null"});
+  EXPECT_EQ(std::make_tuple(device.err, device.status), std::make_tuple(std::string(), 0));
   // The same through the /dev/stdout of a private mount namespace whose /dev
   // holds only that link, where namespaces can be made.
   const std::string dev = shell(sb, std::string("unshare -m sh -c 'mount -t tmpfs tmpfs /dev && "
